@@ -1,0 +1,35 @@
+# Libraries come from Debian's packages. The Windows build uses the header-only
+# ones through folders that expose just their headers, since a cross build must
+# not see the host's /usr/include as a whole.
+function(kvo_host_headers target header_dir)
+    set(dir ${CMAKE_BINARY_DIR}/host-headers/${target})
+    file(MAKE_DIRECTORY ${dir})
+    get_filename_component(name ${header_dir} NAME)
+    file(CREATE_LINK ${header_dir} ${dir}/${name} SYMBOLIC)
+    add_library(${target} INTERFACE)
+    target_include_directories(${target} SYSTEM INTERFACE ${dir})
+endfunction()
+
+if(CMAKE_CROSSCOMPILING)
+    kvo_host_headers(kvo_fmt /usr/include/fmt)
+    target_compile_definitions(kvo_fmt INTERFACE FMT_HEADER_ONLY)
+    kvo_host_headers(kvo_json /usr/include/nlohmann)
+    kvo_host_headers(kvo_cli11 /usr/include/CLI)
+else()
+    find_package(fmt REQUIRED)
+    add_library(kvo_fmt INTERFACE)
+    target_link_libraries(kvo_fmt INTERFACE fmt::fmt)
+    find_package(nlohmann_json REQUIRED)
+    add_library(kvo_json INTERFACE)
+    target_link_libraries(kvo_json INTERFACE nlohmann_json::nlohmann_json)
+    find_package(CLI11 REQUIRED)
+    add_library(kvo_cli11 INTERFACE)
+    target_link_libraries(kvo_cli11 INTERFACE CLI11::CLI11)
+endif()
+
+if(KVO_BUILD_TESTS)
+    # Built from source so that every target, Windows included, gets the same GoogleTest.
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    set(gtest_disable_pthreads OFF CACHE BOOL "" FORCE)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+endif()

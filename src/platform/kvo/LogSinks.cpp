@@ -1,0 +1,39 @@
+#include "LogSinks.hpp"
+
+#include <fmt/chrono.h>
+
+#include <chrono>
+
+#include "Exception.hpp"
+#include "System.hpp"
+
+namespace kvo {
+
+FileLogSink::FileLogSink(const std::string& path) : path_(path), file_(System::fopen(path, "ab")) {
+    if (file_ == nullptr) {
+        throw Exception("cannot open the log file " + path + " for writing");
+    }
+}
+
+FileLogSink::~FileLogSink() {
+    std::fclose(file_);
+}
+
+void FileLogSink::write(const LogRecord& record) {
+    const auto now =
+        std::chrono::time_point_cast<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    const std::string line =
+        fmt::format("{:%Y-%m-%d %H:%M:%S} {} P{} {}\n", now, record.logger, record.priority,
+                    formatLogMessage(record.tag, record.text));
+    std::fwrite(line.data(), 1, line.size(), file_);
+}
+
+void FileLogSink::flush() {
+    std::fflush(file_);
+}
+
+void StreamLogSink::write(const LogRecord& record) {
+    stream_ << '[' << record.logger << "] " << formatLogMessage(record.tag, record.text) << '\n';
+}
+
+}  // namespace kvo

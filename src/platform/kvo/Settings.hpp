@@ -1,0 +1,32 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string_view>
+
+#include "String.hpp"
+
+namespace kvo {
+
+// Settings in INI form: "[section]" lines, "key = value" lines, comments
+// starting with ';' or '#', blank lines. Section and key names compare
+// without regard to letter case; names and values are trimmed.
+class Settings {
+public:
+    // Throws kvo::Exception "<source>:<line>: <problem>" for a malformed line.
+    static Settings parse(std::string_view text, std::string_view sourceName);
+    // Reads and parses a file; throws kvo::Exception when it cannot be read.
+    static Settings load(const String& path);
+
+    std::optional<String> get(std::string_view section, std::string_view key) const;
+    void set(std::string_view section, std::string_view key, std::string_view value);
+    // Adds every value of `other`, replacing values of the same key.
+    void merge(const Settings& other);
+
+private:
+    static String normalise(std::string_view name);
+
+    std::map<String, std::map<String, String>> sections_;
+};
+
+}  // namespace kvo

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+namespace kvo {
+
+// UTF-8 text <-> filesystem path, the same on every platform.
+std::filesystem::path toPath(const std::string& utf8);
+std::string fromPath(const std::filesystem::path& path);
+
+namespace System {
+
+// Sleeps on the process clock (virtual or steady).
+void mssleep(std::uint32_t milliseconds);
+
+// fopen with a UTF-8 path on every platform.
+std::FILE* fopen(const std::string& path, const char* mode);
+
+}  // namespace System
+}  // namespace kvo

@@ -1,0 +1,120 @@
+#include "platform/kvo/Logger.hpp"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "platform/kvo/Console.hpp"
+#include "platform/kvo/LogSinks.hpp"
+#include "platform/kvo/TraceLogger.hpp"
+#include "support/CapturingLogSink.hpp"
+#include "support/TempDirectory.hpp"
+
+namespace kvo {
+namespace {
+
+class LoggerTest : public testing::Test {
+protected:
+    void TearDown() override { logger.setPriority(kLogDetail); }
+    test::CapturingLogSink capture;
+    Logger& logger = Logger::get("test.logger");
+};
+
+TEST_F(LoggerTest, LookupByNameGivesTheSameLogger) {
+    EXPECT_EQ(&Logger::get("test.logger"), &logger);
+    EXPECT_NE(&Logger::get("test.other"), &logger);
+}
+
+TEST_F(LoggerTest, MessageIsTheTagABlankAndTheText) {
+    KVO_LOG_TAG(logger, kLogError, 235, "StaticPCMBuffer length is {}", "short");
+    logger.log(kLogInfo, 7, "");
+    EXPECT_EQ(capture.messages("test.logger"),
+              (std::vector<std::string>{"235 StaticPCMBuffer length is short", "7 "}));
+}
+
+TEST_F(LoggerTest, UntaggedMessagesCarryTheirSourceLine) {
+    const int line = __LINE__ + 1;
+    KVO_LOG(logger, kLogError, "value {}", 42);
+    EXPECT_EQ(capture.messages("test.logger"),
+              std::vector<std::string>{std::to_string(line) + " value 42"});
+}
+
+TEST(LoggerGating, WrittenOnlyWhenBothGlobalAndOwnPriorityAllow) {
+    struct Case {
+        int global, own, message;
+        bool written;
+    };
+    Logger& logger = Logger::get("test.gating");
+    for (const Case c :
+         {Case{1, 1, 1, true}, Case{2, 1, 1, false}, Case{1, 2, 1, false}, Case{2, 2, 2, true},
+          Case{3, 1, 2, false}, Case{1, 3, 2, false}, Case{3, 3, 3, true}}) {
+        test::CapturingLogSink capture;
+        Logger::setGlobalPriority(c.global);
+        logger.setPriority(c.own);
+        logger.log(c.message, 1, "x");
+        EXPECT_EQ(capture.messages("test.gating").size(), c.written ? 1u : 0u)
+            << "global " << c.global << " own " << c.own << " message " << c.message;
+    }
+    logger.setPriority(kLogDetail);
+}
+
+TEST_F(LoggerTest, DisabledMessagesAreNotEvenFormatted) {
+    logger.setPriority(kLogError);
+    int formatted = 0;
+    const auto counter = [&] { return ++formatted; };
+    KVO_LOG(logger, kLogDetail, "{}", counter());
+    EXPECT_EQ(formatted, 0);
+}
+
+TEST_F(LoggerTest, TraceScopeLogsEntryAndExitAtDetailPriority) {
+    { TraceLogger trace(logger, "FFT::Transform", "FFT.cpp"); }
+    const std::vector<test::CapturedLine> lines = capture.lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].priority, kLogDetail);
+    EXPECT_NE(lines[0].message.find("Entering FFT::Transform (FFT.cpp)"), std::string::npos);
+    EXPECT_NE(lines[1].message.find("Leaving FFT::Transform"), std::string::npos);
+}
+
+TEST_F(LoggerTest, TraceScopeIsSilentAboveDetailPriority) {
+    logger.setPriority(kLogInfo);
+    { TraceLogger trace(logger, "quiet"); }
+    EXPECT_TRUE(capture.lines().empty());
+}
+
+TEST_F(LoggerTest, FileSinkAppendsDecoratedMessages) {
+    test::TempDirectory dir;
+    auto sink = std::make_shared<FileLogSink>(dir.file("run.log"));
+    Logger::addSink(sink);
+    logger.log(kLogError, 128, "Header Size 40");
+    Logger::removeSink(sink);
+    sink->flush();
+    std::ifstream file(dir.file("run.log"));
+    std::string line;
+    ASSERT_TRUE(std::getline(file, line));
+    EXPECT_NE(line.find(" test.logger P3 128 Header Size 40"), std::string::npos) << line;
+}
+
+TEST(FileLogSink, UnwritablePathIsAClearError) {
+    try {
+        FileLogSink sink("/nonexistent-dir/x/run.log");
+        FAIL() << "expected an exception";
+    } catch (const std::exception& e) {
+        EXPECT_NE(std::string(e.what()).find("/nonexistent-dir/x/run.log"), std::string::npos);
+    }
+}
+
+TEST(Console, RedirectionIsScopedAndRestored) {
+    std::ostringstream out, err;
+    {
+        ConsoleRedirect redirect(out, err);
+        kvo::cout() << "DEBUG ONLY: x";
+        kvo::cerr() << "Exception:y";
+    }
+    EXPECT_EQ(out.str(), "DEBUG ONLY: x");
+    EXPECT_EQ(err.str(), "Exception:y");
+    EXPECT_NE(&kvo::cout(), static_cast<std::ostream*>(&out));
+}
+
+}  // namespace
+}  // namespace kvo
