@@ -1,0 +1,471 @@
+#include "FFT.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstring>
+
+#include "platform/kvo/Logger.hpp"
+#include "platform/kvo/TraceLogger.hpp"
+
+namespace libMath {
+namespace {
+
+constexpr double kTwoPi = 6.283185307179586;
+constexpr double kLowestFrequency = 20.0;
+constexpr double kHighestFrequency = 22000.0;
+// Points per block of the early stages: 2^10 points, 16 KiB of real and imaginary parts.
+constexpr std::uint32_t kBlockStages = 10;
+
+kvo::Logger& logger() {
+    static kvo::Logger* const instance = &kvo::Logger::get("libMath");
+    return *instance;
+}
+
+// Two or four doubles processed together. The operations are the scalar ones
+// lane by lane (no fused multiply-add: the build turns contraction off), so
+// results are those of the plain loop whatever the width.
+using Pair = double __attribute__((vector_size(16)));
+using Quad = double __attribute__((vector_size(32)));
+typedef double AlignedPair __attribute__((vector_size(16), may_alias));
+
+// Memory access per width. Pairs sit at even indexes of arrays that operator
+// new[] aligns to 16 bytes, so SSE2 arithmetic may read them from memory;
+// quads are only used with AVX, whose arithmetic takes unaligned operands.
+// Vectors go in and out by reference: a four-lane vector passed by value
+// outside AVX code would change the calling convention.
+template <typename V>
+struct Lanes;
+
+template <>
+struct Lanes<Pair> {
+    static constexpr std::size_t count = 2;
+    [[gnu::always_inline]] static void load(Pair& to, const double* from) {
+        to = *reinterpret_cast<const AlignedPair*>(from);
+    }
+    [[gnu::always_inline]] static void store(double* to, const Pair& value) {
+        *reinterpret_cast<AlignedPair*>(to) = value;
+    }
+};
+
+template <>
+struct Lanes<Quad> {
+    static constexpr std::size_t count = 4;
+    [[gnu::always_inline]] static void load(Quad& to, const double* from) {
+        std::memcpy(&to, from, sizeof to);
+    }
+    [[gnu::always_inline]] static void store(double* to, const Quad& value) {
+        std::memcpy(to, &value, sizeof value);
+    }
+};
+
+Pair loadUnaligned(const double* from) {
+    Pair value;
+    std::memcpy(&value, from, sizeof value);
+    return value;
+}
+
+// One butterfly: t = W x[b]; x[b] = x[a] - t; x[a] = x[a] + t, with the
+// complex product re = xr wr - xi wi, im = xi wr + xr wi.
+template <typename T>
+[[gnu::always_inline]] inline void butterfly(T& ar, T& ai, T& br, T& bi, const T& wr, const T& wi) {
+    const T tr = br * wr - bi * wi;
+    const T ti = bi * wr + br * wi;
+    br = ar - tr;
+    bi = ai - ti;
+    ar = ar + tr;
+    ai = ai + ti;
+}
+
+std::uint32_t paddedSize(unsigned count) {
+    if (count == 0) {
+        return 0;
+    }
+    std::uint32_t size = 1;
+    while (size < count) {
+        size *= 2;
+    }
+    return size;
+}
+
+// What the butterflies work on.
+struct Work {
+    double* re;
+    double* im;
+    const double* wr;  // twiddles of stage s from index 2^(s-1)
+    const double* wi;
+    const double* window;         // window value of the sample each point takes
+    const std::int16_t* samples;  // zero-padded to the full length
+    const std::uint32_t* reverse;
+    std::size_t size;
+    std::uint32_t stages;
+};
+
+// Stages 1 and 2 of points [begin, end). The windowed samples go to their
+// bit-reversed places (the permutation is its own inverse, so point k takes
+// sample reverse[k]) with imaginary parts of +0, straight into W_1[0] on
+// (0,1) and (2,3), then W_2[0] on (0,2) and W_2[1] on (1,3) of every four points.
+// A padding point takes window x 0, which is +0 as the window is never negative.
+[[gnu::always_inline]] inline void firstTwoStages(const Work& w, std::size_t begin,
+                                                  std::size_t end) {
+    using L = Lanes<Pair>;
+    const Pair zero = {0.0, 0.0};
+    const Pair w1r = {w.wr[1], w.wr[1]}, w1i = {w.wi[1], w.wi[1]};
+    const Pair w20r = {w.wr[2], w.wr[2]}, w20i = {w.wi[2], w.wi[2]};
+    const Pair w21r = {w.wr[3], w.wr[3]}, w21i = {w.wi[3], w.wi[3]};
+    const std::uint32_t* const reverse = w.reverse;
+    const auto x = [&](std::size_t k) { return w.window[k] * w.samples[reverse[k]]; };
+    // Two groups of four at once: lane 0 is points g..g+3, lane 1 is g+4..g+7.
+    for (std::size_t g = begin; g < end; g += 8) {
+        Pair ar = {x(g), x(g + 4)}, ai = zero;
+        Pair br = {x(g + 1), x(g + 5)}, bi = zero;
+        Pair cr = {x(g + 2), x(g + 6)}, ci = zero;
+        Pair dr = {x(g + 3), x(g + 7)}, di = zero;
+        butterfly(ar, ai, br, bi, w1r, w1i);
+        butterfly(cr, ci, dr, di, w1r, w1i);
+        butterfly(ar, ai, cr, ci, w20r, w20i);
+        butterfly(br, bi, dr, di, w21r, w21i);
+        L::store(w.re + g, __builtin_shufflevector(ar, br, 0, 2));
+        L::store(w.re + g + 2, __builtin_shufflevector(cr, dr, 0, 2));
+        L::store(w.re + g + 4, __builtin_shufflevector(ar, br, 1, 3));
+        L::store(w.re + g + 6, __builtin_shufflevector(cr, dr, 1, 3));
+        L::store(w.im + g, __builtin_shufflevector(ai, bi, 0, 2));
+        L::store(w.im + g + 2, __builtin_shufflevector(ci, di, 0, 2));
+        L::store(w.im + g + 4, __builtin_shufflevector(ai, bi, 1, 3));
+        L::store(w.im + g + 6, __builtin_shufflevector(ci, di, 1, 3));
+    }
+}
+
+// Stages `stage` and `stage` + 1 of points [begin, end) in one pass over groups
+// of four: W_s[j] on (a,b) and (c,d), then W_s+1[j] on (a,c) and W_s+1[j+half]
+// on (b,d). Needs half >= the vector width.
+template <typename V>
+[[gnu::always_inline]] inline void twoStages(const Work& w, std::uint32_t stage, std::size_t begin,
+                                             std::size_t end) {
+    using L = Lanes<V>;
+    double* const re = w.re;
+    double* const im = w.im;
+    const std::size_t half = std::size_t{1} << (stage - 1);
+    const double* const w1r = w.wr + half;
+    const double* const w1i = w.wi + half;
+    const double* const w2r = w.wr + 2 * half;
+    const double* const w2i = w.wi + 2 * half;
+    for (std::size_t g = begin; g < end; g += 4 * half) {
+        for (std::size_t j = 0; j < half; j += L::count) {
+            const std::size_t a = g + j, b = a + half, c = b + half, d = c + half;
+            V ar, ai, br, bi, cr, ci, dr, di, xr, xi, yr, yi, zr, zi;
+            L::load(ar, re + a), L::load(ai, im + a), L::load(br, re + b), L::load(bi, im + b);
+            L::load(cr, re + c), L::load(ci, im + c), L::load(dr, re + d), L::load(di, im + d);
+            L::load(xr, w1r + j), L::load(xi, w1i + j);
+            butterfly(ar, ai, br, bi, xr, xi);
+            butterfly(cr, ci, dr, di, xr, xi);
+            L::load(yr, w2r + j), L::load(yi, w2i + j);
+            butterfly(ar, ai, cr, ci, yr, yi);
+            L::load(zr, w2r + j + half), L::load(zi, w2i + j + half);
+            butterfly(br, bi, dr, di, zr, zi);
+            L::store(re + a, ar), L::store(im + a, ai), L::store(re + b, br);
+            L::store(im + b, bi), L::store(re + c, cr), L::store(im + c, ci);
+            L::store(re + d, dr), L::store(im + d, di);
+        }
+    }
+}
+
+// Stage `stage` alone on points [begin, end). Needs half >= the vector width.
+template <typename V>
+[[gnu::always_inline]] inline void oneStage(const Work& w, std::uint32_t stage, std::size_t begin,
+                                            std::size_t end) {
+    using L = Lanes<V>;
+    const std::size_t half = std::size_t{1} << (stage - 1);
+    for (std::size_t g = begin; g < end; g += 2 * half) {
+        for (std::size_t j = 0; j < half; j += L::count) {
+            const std::size_t a = g + j, b = a + half;
+            V ar, ai, br, bi, xr, xi;
+            L::load(ar, w.re + a), L::load(ai, w.im + a);
+            L::load(br, w.re + b), L::load(bi, w.im + b);
+            L::load(xr, w.wr + half + j), L::load(xi, w.wi + half + j);
+            butterfly(ar, ai, br, bi, xr, xi);
+            L::store(w.re + a, ar), L::store(w.im + a, ai);
+            L::store(w.re + b, br), L::store(w.im + b, bi);
+        }
+    }
+}
+
+// The butterflies of one stage are independent of each other, and those of
+// stages 1 to b only combine points inside blocks of 2^b. So the order may
+// change as long as every butterfly sees the values it would see stage by
+// stage: the early stages run block by block while a block fits the first
+// level cache, two stages at a time, and the late ones over the whole array.
+// Needs at least 3 stages.
+template <typename V>
+[[gnu::always_inline]] inline void allStages(const Work& w) {
+    const std::uint32_t blockStages = std::min(w.stages, kBlockStages);
+    const std::size_t block = std::size_t{1} << blockStages;
+    for (std::size_t begin = 0; begin < w.size; begin += block) {
+        firstTwoStages(w, begin, begin + block);
+        std::uint32_t stage = 3;
+        for (; stage + 1 <= blockStages; stage += 2) {
+            twoStages<V>(w, stage, begin, begin + block);
+        }
+        if (stage == blockStages) {
+            oneStage<V>(w, stage, begin, begin + block);
+        }
+    }
+    std::uint32_t stage = blockStages + 1;
+    for (; stage + 1 <= w.stages; stage += 2) {
+        twoStages<V>(w, stage, 0, w.size);
+    }
+    if (stage == w.stages) {
+        oneStage<V>(w, stage, 0, w.size);
+    }
+}
+
+void allStagesBaseline(const Work& w) {
+    allStages<Pair>(w);
+}
+
+std::atomic<bool> baselineOnly{false};
+
+#if defined(__x86_64__) || defined(__i386__)
+// The same operations four lanes wide, for processors that have AVX (chosen
+// at run time, so the program still runs on any x86-64).
+__attribute__((target("avx"))) void allStagesWide(const Work& w) {
+    allStages<Quad>(w);
+}
+
+bool useWide() {
+    static const bool available = __builtin_cpu_supports("avx");
+    return available && !baselineOnly.load(std::memory_order_relaxed);
+}
+#else
+void allStagesWide(const Work& w) {
+    allStages<Pair>(w);
+}
+
+bool useWide() {
+    return false;
+}
+#endif
+
+}  // namespace
+
+void FFT::plan(std::uint32_t size) {
+    if (planned_ && size == size_) {
+        return;
+    }
+    size_ = size;
+    sqrtSize_ = std::sqrt(static_cast<double>(size));
+    stages_ = 0;
+    while (size > 1 && (std::uint32_t{1} << stages_) < size) {
+        ++stages_;
+    }
+    real_.resize(size);
+    imag_.resize(size);
+
+    bitReverse_.resize(size);
+    if (size == 1) {
+        bitReverse_[0] = 0;
+    } else if (size > 1) {
+        const std::uint32_t half = size / 2;
+        std::uint32_t j = 0;
+        for (std::uint32_t i = 0; i + 1 < size; ++i) {
+            bitReverse_[i] = j;
+            std::uint32_t m = half;
+            while (j >= m) {
+                j -= m;
+                m /= 2;
+            }
+            j += m;
+        }
+        bitReverse_[size - 1] = size - 1;
+    }
+
+    // W_s[k] has the angle k 2pi / 2^s. Scaling by a power of two is exact in
+    // binary floating point, so that angle is bit for bit the one of the last
+    // stage's W[k 2^(stages - s)]: the sines and cosines of the last stage
+    // serve every stage.
+    const std::size_t used = size > 1 ? size : 0;
+    twiddleReal_.resize(used);
+    twiddleImag_.resize(used);
+    if (stages_ > 0) {
+        const std::uint32_t last = size / 2;
+        double* const lastReal = twiddleReal_.data() + last;
+        double* const lastImag = twiddleImag_.data() + last;
+        const double divisor = static_cast<double>(std::uint64_t{1} << stages_);
+        for (std::uint32_t k = 0; k < last; ++k) {
+            const double angle = k * kTwoPi / divisor;
+            lastReal[k] = std::cos(angle);
+            lastImag[k] = -std::sin(angle);
+        }
+        for (std::uint32_t stage = 1; stage < stages_; ++stage) {
+            const std::uint32_t count = std::uint32_t{1} << (stage - 1);
+            const std::uint32_t stride = std::uint32_t{1} << (stages_ - stage);
+            for (std::uint32_t k = 0; k < count; ++k) {
+                twiddleReal_[count + k] = lastReal[k * stride];
+                twiddleImag_[count + k] = lastImag[k * stride];
+            }
+        }
+    }
+
+    // The Hann window spans the padded length, so a count that is not a power
+    // of two sees only its rising part. Kept in bit-reversed order, the order
+    // in which the samples are taken.
+    windowReversed_.resize(size);
+    const double span = static_cast<double>(size - 1);
+    for (std::uint32_t k = 0; k < size; ++k) {
+        const std::uint32_t i = bitReverse_[k];
+        windowReversed_[k] = 0.5 - std::cos(i * kTwoPi / span) * 0.5;
+    }
+    padded_.resize(size);
+    planned_ = true;
+}
+
+bool FFT::reset(unsigned count, double sampleRate) {
+    return prepare(count, sampleRate, true);
+}
+
+bool FFT::prepare(unsigned count, double sampleRate, bool clearSpectrum) {
+    kvo::TraceLogger trace(logger(), "FFT::reset", "FFT");
+    if (count > (1u << 31)) {
+        return false;
+    }
+    plan(paddedSize(count));
+    sampleRate_ = sampleRate;
+    if (clearSpectrum && size_ > 0) {
+        std::memset(real_.data(), 0, size_ * sizeof(double));
+        std::memset(imag_.data(), 0, size_ * sizeof(double));
+    }
+    return true;
+}
+
+bool FFT::Transform(const std::int16_t* samples, unsigned count, double sampleRate) {
+    kvo::TraceLogger trace(logger(), "FFT::Transform", "FFT");
+    // Every value of the spectrum is written below, so it need not be cleared first.
+    if (!prepare(count, sampleRate, false)) {
+        KVO_LOG_TAG(logger(), kvo::kLogError, 79, "Reset failed ");
+        return false;
+    }
+    if (real_.size() < count) {
+        KVO_LOG_TAG(logger(), kvo::kLogError, 85, "There are too many data to transform.");
+        return false;
+    }
+    if (size_ == 0) {
+        return true;
+    }
+    std::memcpy(padded_.data(), samples, count * sizeof(std::int16_t));
+    std::memset(padded_.data() + count, 0, (size_ - count) * sizeof(std::int16_t));
+    butterflies();
+    return true;
+}
+
+void FFT::useBaselineVectorsOnly(bool baseline) {
+    baselineOnly.store(baseline, std::memory_order_relaxed);
+}
+
+void FFT::butterflies() {
+    const Work work{real_.data(),
+                    imag_.data(),
+                    twiddleReal_.data(),
+                    twiddleImag_.data(),
+                    windowReversed_.data(),
+                    padded_.data(),
+                    bitReverse_.data(),
+                    size_,
+                    stages_};
+    if (stages_ >= 3) {
+        if (useWide()) {
+            allStagesWide(work);
+        } else {
+            allStagesBaseline(work);
+        }
+        return;
+    }
+    // Up to four points: plainly, stage by stage.
+    for (std::size_t k = 0; k < work.size; ++k) {
+        work.re[k] = work.window[k] * work.samples[work.reverse[k]];
+        work.im[k] = 0.0;
+    }
+    for (std::uint32_t stage = 1; stage <= stages_; ++stage) {
+        const std::size_t half = std::size_t{1} << (stage - 1);
+        for (std::size_t g = 0; g < work.size; g += 2 * half) {
+            for (std::size_t j = 0; j < half; ++j) {
+                butterfly(work.re[g + j], work.im[g + j], work.re[g + j + half],
+                          work.im[g + j + half], work.wr[half + j], work.wi[half + j]);
+            }
+        }
+    }
+}
+
+double FFT::dominantFrequency() const {
+    const std::uint32_t n = size_;
+    if (n == 0) {
+        return 0.0;
+    }
+    const double* const re = real_.data();
+    const double* const im = imag_.data();
+    const auto frequency = [&](std::uint32_t k) { return k * sampleRate_ / n; };
+    const auto amplitude = [&](std::uint32_t k) {
+        return 2 * std::sqrt(re[k] * re[k] + im[k] * im[k]) / n;
+    };
+
+    if (!(sampleRate_ > 0.0 && std::isfinite(sampleRate_))) {
+        // No bin can lie in the band, but scan as for any rate.
+        double best = 0.0, bestAmplitude = 0.0;
+        for (std::uint32_t k = 0; k < n; ++k) {
+            const double f = frequency(k);
+            if (f > kLowestFrequency && f < kHighestFrequency && amplitude(k) > bestAmplitude) {
+                best = f;
+                bestAmplitude = amplitude(k);
+            }
+        }
+        return best;
+    }
+
+    // With a positive rate the bin frequency never decreases with k, so the band
+    // is one run of bins [first, end).
+    const auto firstWhere = [&](std::uint32_t low, auto predicate) {
+        std::uint32_t high = n;
+        while (low < high) {
+            const std::uint32_t middle = low + (high - low) / 2;
+            if (predicate(middle)) {
+                high = middle;
+            } else {
+                low = middle + 1;
+            }
+        }
+        return low;
+    };
+    const std::uint32_t first =
+        firstWhere(0, [&](std::uint32_t k) { return frequency(k) > kLowestFrequency; });
+    const std::uint32_t end =
+        firstWhere(first, [&](std::uint32_t k) { return !(frequency(k) < kHighestFrequency); });
+
+    // The amplitude never decreases with the squared magnitude, so the largest
+    // amplitude is that of the largest squared magnitude. The first bin reaching
+    // it wins, as with a strict comparison in bin order; bins of a slightly
+    // smaller magnitude can round to the same amplitude, hence the second pass.
+    Pair largestPair = {0.0, 0.0};
+    std::uint32_t k = first;
+    for (; k + 2 <= end; k += 2) {
+        const Pair r = loadUnaligned(re + k), i = loadUnaligned(im + k);
+        const Pair magnitude = r * r + i * i;
+        largestPair = magnitude > largestPair ? magnitude : largestPair;
+    }
+    double largest = largestPair[0] > largestPair[1] ? largestPair[0] : largestPair[1];
+    for (; k < end; ++k) {
+        const double magnitude = re[k] * re[k] + im[k] * im[k];
+        largest = magnitude > largest ? magnitude : largest;
+    }
+    if (!(largest > 0.0)) {
+        return 0.0;
+    }
+    const double bestAmplitude = 2 * std::sqrt(largest) / n;
+    const double candidate = largest * (1.0 - 1e-9);
+    for (k = first; k < end; ++k) {
+        if (re[k] * re[k] + im[k] * im[k] >= candidate && amplitude(k) == bestAmplitude) {
+            return frequency(k);
+        }
+    }
+    return 0.0;
+}
+
+}  // namespace libMath

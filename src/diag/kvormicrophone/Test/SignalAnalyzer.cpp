@@ -1,0 +1,63 @@
+#include "SignalAnalyzer.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "platform/kvo/Logger.hpp"
+#include "platform/kvo/TraceLogger.hpp"
+
+namespace kvormicrophone {
+namespace {
+
+kvo::Logger& logger() {
+    static kvo::Logger* const instance = &kvo::Logger::get("kvormicrophone.signalAnalyzer");
+    return *instance;
+}
+
+}  // namespace
+
+bool SignalAnalyzer::signalProperty(const libAudio::StaticPCMBuffer& signal,
+                                    kvo::Array<SignalProperty>& properties) {
+    kvo::TraceLogger trace(logger(), "SignalAnalyzer::signalProperty", "SignalAnalyzer");
+    // Less than 100 ns of audio counts as none.
+    if (std::trunc(signal.duration() * 10000000.0) == 0.0) {
+        KVO_LOG_TAG(logger(), kvo::kLogError, 194, "Input signal has no data");
+        return false;
+    }
+    const audio::WAVEFORMATEX& format = signal.format.Format;
+    if (format.nChannels != 1 && format.nChannels != 2) {
+        KVO_LOG_TAG(logger(), kvo::kLogError, 201,
+                    "signalProperty is currently limited up to stereo only. Sorry I am still "
+                    "working on expanding the analysis coverage.");
+        return false;
+    }
+    const std::uint32_t blocks = signal.numBlocks();
+    for (int channel = 0; channel < format.nChannels; ++channel) {
+        if (!signal.getChannelData(channel, channel_)) {
+            KVO_LOG_TAG(logger(), kvo::kLogError, 212,
+                        "Failed to retrieve channel data from channel {}", channel);
+            return false;
+        }
+        // Samples are read as 16-bit whatever the format says; a channel of
+        // narrower samples has fewer bytes than that, and the rest reads as zero.
+        samples_.resize(blocks);
+        const std::size_t available =
+            std::min(channel_.size(), static_cast<std::size_t>(blocks) * sizeof(std::int16_t));
+        if (available > 0) {
+            std::memcpy(samples_.data(), channel_.data(), available);
+        }
+        if (available < samples_.size() * sizeof(std::int16_t)) {
+            std::memset(reinterpret_cast<unsigned char*>(samples_.data()) + available, 0,
+                        samples_.size() * sizeof(std::int16_t) - available);
+        }
+        if (!fft_.Transform(samples_.data(), blocks, format.nSamplesPerSec)) {
+            KVO_LOG_TAG(logger(), kvo::kLogError, 219, "FFT transform has failed.");
+            return false;
+        }
+        properties.append({fft_.dominantFrequency(), fft_.size() / fft_.sampleRate(), 0.0});
+    }
+    return true;
+}
+
+}  // namespace kvormicrophone

@@ -1,0 +1,240 @@
+#include "common/libAudio-common/PCMSupport.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <vector>
+
+#include "platform/audio/WaveFile.hpp"
+#include "support/CapturingLogSink.hpp"
+#include "support/TempDirectory.hpp"
+
+namespace libAudio {
+namespace {
+
+const audio::WAVEFORMATEX kStereo44k = audio::makePcmFormat(2, 44100, 16);
+
+std::int16_t sampleAt(const StaticPCMBuffer& buffer, std::size_t index) {
+    std::int16_t value;
+    std::memcpy(&value, buffer.pcmStorage.data() + 2 * index, sizeof value);
+    return value;
+}
+
+std::vector<unsigned char> readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+TEST(CreatePCMBuffer, OneSecondOfStereoAt44100) {
+    StaticPCMBuffer buffer;
+    buffer.position = 99;
+    audio::WAVEFORMATEX format = kStereo44k;
+    format.cbSize = 7;
+    buffer.format.extension[3] = 1;
+    ASSERT_TRUE(createPCMBuffer(format, 1.0, buffer));
+    EXPECT_EQ(buffer.numBlocks(), 44100u);
+    EXPECT_EQ(buffer.pcmStorage.size(), 176400u);
+    EXPECT_EQ(buffer.format.Format, format);
+    EXPECT_EQ(buffer.format.extension[3], 0);
+    EXPECT_EQ(buffer.position, 0u);
+    const std::vector<unsigned char> zeros(176400, 0);
+    EXPECT_EQ(std::memcmp(buffer.pcmStorage.data(), zeros.data(), zeros.size()), 0);
+}
+
+TEST(CreatePCMBuffer, BlockCountIsRoundedToNearest) {
+    StaticPCMBuffer buffer;
+    ASSERT_TRUE(createPCMBuffer(kStereo44k, 0.00001, buffer));  // 0.441 blocks
+    EXPECT_EQ(buffer.numBlocks(), 0u);
+    EXPECT_EQ(buffer.pcmStorage.data(), nullptr);
+
+    const audio::WAVEFORMATEX mono8k = audio::makePcmFormat(1, 8000, 16);
+    ASSERT_TRUE(createPCMBuffer(mono8k, 0.0000625, buffer));  // exactly 0.5 blocks
+    EXPECT_EQ(buffer.numBlocks(), 1u);
+    ASSERT_TRUE(createPCMBuffer(mono8k, 0.00018, buffer));  // 1.44 blocks
+    EXPECT_EQ(buffer.numBlocks(), 1u);
+}
+
+TEST(CreatePCMBuffer, InvalidFormatLeavesTheBufferAlone) {
+    kvo::test::CapturingLogSink capture;
+    StaticPCMBuffer buffer;
+    ASSERT_TRUE(createPCMBuffer(kStereo44k, 0.001, buffer));
+    audio::WAVEFORMATEX noRate = kStereo44k, noAlignment = kStereo44k;
+    noRate.nAvgBytesPerSec = 0;
+    noAlignment.nBlockAlign = 0;
+    for (const audio::WAVEFORMATEX& format : {noRate, noAlignment}) {
+        EXPECT_FALSE(createPCMBuffer(format, 1.0, buffer));
+        EXPECT_EQ(buffer.format.Format, kStereo44k);
+        EXPECT_EQ(buffer.numBlocks(), 44u);
+    }
+    EXPECT_TRUE(capture.contains("libAudio.pcmsupport", "276 Invalid wave format"));
+}
+
+TEST(CreatePCMBuffer, ByteCountBeyond32BitsIsAMismatch) {
+    // 2^30 blocks of 4 bytes wrap to 0 bytes: nothing is allocated and the counts differ.
+    StaticPCMBuffer buffer;
+    EXPECT_FALSE(createPCMBuffer(kStereo44k, 1073741824.0 / 44100, buffer));
+    EXPECT_EQ(buffer.pcmStorage.size(), 0u);
+}
+
+TEST(CreateSinusoid, QuarterRateToneIsZeroPeakZeroTrough) {
+    StaticPCMBuffer buffer;
+    ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(1, 8000, 16), 0.0005, buffer));  // 4 blocks
+    ASSERT_TRUE(createSinusoid(0, 10000, 2000.0, buffer));
+    EXPECT_EQ(sampleAt(buffer, 0), 0);
+    EXPECT_EQ(sampleAt(buffer, 1), 10000);
+    EXPECT_EQ(sampleAt(buffer, 2), 0);
+    EXPECT_EQ(sampleAt(buffer, 3), -10000);
+}
+
+TEST(CreateSinusoid, EachChannelGetsItsOwnToneAndMonoIgnoresTheChannel) {
+    StaticPCMBuffer stereo;
+    ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(2, 8000, 16), 0.0005, stereo));
+    ASSERT_TRUE(createSinusoid(1, 10000, 2000.0, stereo));
+    EXPECT_EQ(sampleAt(stereo, 0 * 2), 0);  // left untouched
+    EXPECT_EQ(sampleAt(stereo, 1 * 2), 0);
+    EXPECT_EQ(sampleAt(stereo, 1 * 2 + 1), 10000);
+    ASSERT_TRUE(createSinusoid(0, 5000, 2000.0, stereo));
+    EXPECT_EQ(sampleAt(stereo, 1 * 2), 5000);
+    EXPECT_EQ(sampleAt(stereo, 1 * 2 + 1), 10000);  // right kept
+    EXPECT_EQ(sampleAt(stereo, 3 * 2 + 1), -10000);
+
+    StaticPCMBuffer mono;
+    ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(1, 8000, 16), 0.0005, mono));
+    ASSERT_TRUE(createSinusoid(1, 10000, 2000.0, mono));
+    EXPECT_EQ(sampleAt(mono, 1), 10000);
+}
+
+TEST(CreateSinusoid, AmplitudeAbove32767WrapsInsteadOfClipping) {
+    StaticPCMBuffer buffer;
+    ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(1, 8000, 16), 0.0005, buffer));
+    ASSERT_TRUE(createSinusoid(0, 40000, 2000.0, buffer));
+    EXPECT_EQ(sampleAt(buffer, 1), 40000 - 65536);
+    EXPECT_EQ(sampleAt(buffer, 3), 65536 - 40000);
+}
+
+TEST(CreateSinusoid, NarrowSamplesNeverWritePastTheStorage) {
+    // 8-bit stereo: two bytes per frame, yet tones are written as 16-bit frames of four.
+    StaticPCMBuffer buffer;
+    ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(2, 8000, 8), 0.001, buffer));  // 8 frames
+    ASSERT_TRUE(createSinusoid(1, 10000, 2000.0, buffer));
+    EXPECT_EQ(sampleAt(buffer, 3), 10000);  // frame 1, channel 1
+    EXPECT_EQ(buffer.pcmStorage.size(), 16u);
+}
+
+TEST(CreateSinusoid, EmptyBufferIsRefused) {
+    kvo::test::CapturingLogSink capture;
+    StaticPCMBuffer buffer;
+    EXPECT_FALSE(createSinusoid(0, 10000, 1000.0, buffer));
+    EXPECT_TRUE(capture.contains("libAudio.pcmsupport", "295 No pcm storage in the wave buffer"));
+}
+
+TEST(SignalStatistics, PopulationFormulaWithLogLines) {
+    kvo::test::CapturingLogSink capture;
+    const std::int16_t constant[] = {5, 5, 5};
+    EXPECT_EQ(stdDev(constant, 3, 2), 0.0);
+    const std::int16_t alternating[] = {1, -1};
+    EXPECT_EQ(stdDev(alternating, 2, 2), 1.0);
+    EXPECT_EQ(mean(alternating, 2, 2), 0.0);
+    const std::vector<std::string> messages = capture.messages("libAudio.pcmsupport");
+    const std::vector<std::string> expected{"232 Signal mean = 5", "259 Signal Std Dev = 0",
+                                            "232 Signal mean = 0", "259 Signal Std Dev = 1",
+                                            "232 Signal mean = 0"};
+    std::vector<std::string> tagged;
+    for (const std::string& message : messages) {
+        if (message.rfind("232 ", 0) == 0 || message.rfind("259 ", 0) == 0) {
+            tagged.push_back(message);
+        }
+    }
+    EXPECT_EQ(tagged, expected);
+}
+
+TEST(SignalStatistics, StrideSelectsOneChannelOfInterleavedFrames) {
+    const std::int16_t frames[] = {100, -7, 300, 9, 500, 11};
+    EXPECT_EQ(mean(frames, 3, 4), 300.0);
+    EXPECT_EQ(mean(frames + 1, 3, 4), 13.0 / 3);
+    EXPECT_DOUBLE_EQ(stdDev(frames, 3, 4), std::sqrt(80000.0 / 3));
+}
+
+TEST(SignalStatistics, SumsInIndexOrder) {
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int> value(-32768, 32767);
+    std::vector<std::int16_t> samples(10007);
+    for (auto& sample : samples) {
+        sample = static_cast<std::int16_t>(value(random));
+    }
+    double sum = 0.0;
+    for (const std::int16_t sample : samples) {
+        sum += sample;
+    }
+    const double average = sum / samples.size();
+    double squares = 0.0;
+    for (const std::int16_t sample : samples) {
+        squares += (sample - average) * (sample - average);
+    }
+    EXPECT_EQ(stdDev(samples.data(), 10007, 2), std::sqrt(squares / samples.size()));
+}
+
+TEST(SignalStatistics, NoSamplesGiveNotANumber) {
+    const std::int16_t none = 0;
+    EXPECT_TRUE(std::isnan(mean(&none, 0, 2)));
+}
+
+TEST(CreatePCMWaveFile, FiftyTwoByteFileOfEightDataBytes) {
+    kvo::test::CapturingLogSink capture;
+    kvo::test::TempDirectory dir;
+    const std::string path = dir.write("440.wav", std::string(100, 'x'));  // overwritten
+    const unsigned char data[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    ASSERT_TRUE(createPCMWaveFile(path, kStereo44k, data, sizeof data));
+    const std::vector<unsigned char> expected{
+        'R', 'I', 'F', 'F', 48, 0, 0,    0,    'W', 'A', 'V',  'E',  'f', 'm', 't', ' ', 16, 0,
+        0,   0,   1,   0,   2,  0, 0x44, 0xAC, 0,   0,   0x10, 0xB1, 2,   0,   4,   0,   16, 0,
+        'd', 'a', 't', 'a', 8,  0, 0,    0,    1,   2,   3,    4,    5,   6,   7,   8};
+    EXPECT_EQ(readFile(path), expected);
+    EXPECT_TRUE(capture.contains("libAudio.pcmsupport", "128 Header Size 40"));
+    EXPECT_TRUE(capture.contains("libAudio.pcmsupport", "129 Data size 8"));
+    EXPECT_TRUE(capture.contains("libAudio.pcmsupport", "161 Raw Wave File written: " + path));
+}
+
+TEST(CreatePCMWaveFile, FmtSizeCountsCbSizeThatIsNeverWritten) {
+    kvo::test::TempDirectory dir;
+    audio::WAVEFORMATEX format = kStereo44k;
+    format.cbSize = 22;
+    const unsigned char data[2] = {9, 9};
+    ASSERT_TRUE(createPCMWaveFile(dir.file("x.wav"), format, data, sizeof data));
+    const std::vector<unsigned char> file = readFile(dir.file("x.wav"));
+    ASSERT_EQ(file.size(), 46u);
+    EXPECT_EQ(file[4], 38 + 24 + 2);  // riff size
+    EXPECT_EQ(file[16], 38);          // fmt size
+    EXPECT_EQ(std::string(file.begin() + 36, file.begin() + 40), "data");
+}
+
+TEST(CreatePCMWaveFile, UnopenablePathFailsWithoutWriting) {
+    kvo::test::CapturingLogSink capture;
+    kvo::test::TempDirectory dir;
+    EXPECT_FALSE(createPCMWaveFile(dir.file("missing/440.wav"), kStereo44k, nullptr, 0));
+    for (const std::string& message : capture.messages("libAudio.pcmsupport")) {
+        EXPECT_NE(message.rfind("161 ", 0), 0u) << message;
+    }
+}
+
+TEST(CreatePCMWaveFile, TheReaderLoadsWhatTheWriterWrote) {
+    // The riff size is 4 too large on purpose; the reader must not mind.
+    kvo::test::TempDirectory dir;
+    StaticPCMBuffer buffer;
+    ASSERT_TRUE(createPCMBuffer(kStereo44k, 0.01, buffer));
+    ASSERT_TRUE(createSinusoid(0, 12000, 1000.0, buffer));
+    ASSERT_TRUE(createPCMWaveFile(dir.file("1000.wav"), buffer.format.Format,
+                                  buffer.pcmStorage.data(), buffer.pcmStorage.size()));
+    audio::WaveFile wave;
+    ASSERT_TRUE(wave.loadFile(dir.file("1000.wav"))) << wave.error();
+    EXPECT_EQ(wave.format(), kStereo44k);
+    ASSERT_EQ(wave.dataBytes(), buffer.pcmStorage.size());
+    EXPECT_EQ(std::memcmp(wave.samples().data(), buffer.pcmStorage.data(), wave.dataBytes()), 0);
+}
+
+}  // namespace
+}  // namespace libAudio

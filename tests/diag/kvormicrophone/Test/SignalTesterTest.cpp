@@ -1,0 +1,191 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "common/libAudio-common/PCMSupport.hpp"
+#include "diag/kvormicrophone/Test/SignalAnalyzer.hpp"
+#include "diag/kvormicrophone/Test/SignalTester.hpp"
+#include "support/CapturingLogSink.hpp"
+
+namespace kvormicrophone {
+namespace {
+
+const std::string kAnalyzerLog = "kvormicrophone.signalAnalyzer";
+const std::string kTesterLog = "kvormicrophone.signalTester";
+
+// A capture of the tone test: `seconds` of a tone per channel, its front 60% cut.
+libAudio::StaticPCMBuffer toneCapture(std::uint16_t channels, std::uint32_t rate, double seconds,
+                                      double left, double right) {
+    libAudio::StaticPCMBuffer buffer;
+    EXPECT_TRUE(
+        libAudio::createPCMBuffer(audio::makePcmFormat(channels, rate, 16), seconds, buffer));
+    EXPECT_TRUE(libAudio::createSinusoid(0, 16383, left, buffer));
+    if (channels > 1) {
+        EXPECT_TRUE(libAudio::createSinusoid(1, 16383, right, buffer));
+    }
+    EXPECT_TRUE(buffer.truncateFront(buffer.duration() * 0.6f));
+    return buffer;
+}
+
+struct Recording : RecordingSource {
+    explicit Recording(libAudio::StaticPCMBuffer buffer) : buffer(std::move(buffer)) {}
+    const libAudio::StaticPCMBuffer& recording() const override { return buffer; }
+    libAudio::StaticPCMBuffer buffer;
+};
+
+TEST(SignalAnalyzer, OnePropertyPerChannelFromTheTransform) {
+    const libAudio::StaticPCMBuffer stereo = toneCapture(2, 48000, 1.0, 1000.0, 1500.0);
+    SignalAnalyzer analyzer;
+    kvo::Array<SignalProperty> properties;
+    ASSERT_TRUE(analyzer.signalProperty(stereo, properties));
+    ASSERT_EQ(properties.size(), 2u);
+    // 19200 frames pad to 32768: bins of 48000 / 32768 Hz, and 1500 Hz is bin 1024.
+    EXPECT_EQ(properties[1].dominantFrequency, 1500.0);
+    EXPECT_NEAR(properties[0].dominantFrequency, 1000.0, 48000.0 / 32768);
+    for (const SignalProperty& property : properties) {
+        EXPECT_EQ(property.tolerance, 32768 / 48000.0);
+        EXPECT_EQ(property.reserved, 0.0);
+    }
+
+    // The same numbers as the transform run directly on the left channel.
+    kvo::ByteArray left;
+    ASSERT_TRUE(stereo.getChannelData(0, left));
+    libMath::FFT fft;
+    ASSERT_TRUE(fft.Transform(reinterpret_cast<const std::int16_t*>(left.data()),
+                              stereo.numBlocks(), 48000.0));
+    EXPECT_EQ(properties[0].dominantFrequency, fft.dominantFrequency());
+}
+
+TEST(SignalAnalyzer, ToleranceIsThePaddedLengthInSeconds) {
+    SignalAnalyzer analyzer;
+    kvo::Array<SignalProperty> properties;
+    libAudio::StaticPCMBuffer second;
+    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(1, 44100, 16), 1.0, second));
+    ASSERT_TRUE(analyzer.signalProperty(second, properties));
+    libAudio::StaticPCMBuffer half;
+    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(1, 44100, 16), 0.5, half));
+    ASSERT_TRUE(analyzer.signalProperty(half, properties));  // appended after the first
+    ASSERT_EQ(properties.size(), 2u);
+    EXPECT_EQ(properties[0].tolerance, 65536 / 44100.0);
+    EXPECT_EQ(properties[1].tolerance, 32768 / 44100.0);
+    EXPECT_EQ(properties[0].dominantFrequency, 0.0);  // silence
+}
+
+TEST(SignalAnalyzer, RefusesEmptySignalsAndMoreThanTwoChannels) {
+    kvo::test::CapturingLogSink capture;
+    SignalAnalyzer analyzer;
+    kvo::Array<SignalProperty> properties;
+    libAudio::StaticPCMBuffer empty;
+    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(2, 48000, 16), 0.0, empty));
+    EXPECT_FALSE(analyzer.signalProperty(empty, properties));
+    EXPECT_FALSE(analyzer.signalProperty(libAudio::StaticPCMBuffer{}, properties));
+    libAudio::StaticPCMBuffer surround;
+    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(3, 48000, 16), 0.1, surround));
+    EXPECT_FALSE(analyzer.signalProperty(surround, properties));
+    EXPECT_EQ(properties.size(), 0u);
+    const std::vector<std::string> errors = [&] {
+        std::vector<std::string> result;
+        for (const kvo::test::CapturedLine& line : capture.lines()) {
+            if (line.logger == kAnalyzerLog && line.priority == 3) {
+                result.push_back(line.message);
+            }
+        }
+        return result;
+    }();
+    EXPECT_EQ(errors, (std::vector<std::string>{
+                          "194 Input signal has no data", "194 Input signal has no data",
+                          "201 signalProperty is currently limited up to stereo only. Sorry I am "
+                          "still working on expanding the analysis coverage."}));
+}
+
+TEST(SignalTesterTolerance, EdgesPassAndBeyondFails) {
+    const SignalProperty found{1000.0, 1.5, 0.0};
+    EXPECT_TRUE(SignalTester::isWithinTolerance(found, 1001.5));
+    EXPECT_TRUE(SignalTester::isWithinTolerance(found, 998.5));
+    EXPECT_TRUE(SignalTester::isWithinTolerance(found, 1000.0));
+    EXPECT_FALSE(SignalTester::isWithinTolerance(found, 1001.6));
+    EXPECT_FALSE(SignalTester::isWithinTolerance(found, 998.4));
+}
+
+TEST(SignalTester, StereoToneHeardOnBothChannels) {
+    kvo::test::CapturingLogSink capture;
+    const Recording recording(toneCapture(2, 48000, 1.0, 1000.0, 1500.0));
+    SignalTester tester(&recording);
+    const CurrentTone tone{1000.0, 1500.0};
+    const CurrentTone* const expected = &tone;
+    EXPECT_TRUE(tester.isSignalValid(expected));
+    const std::vector<std::string> messages = capture.messages(kTesterLog);
+    EXPECT_NE(std::find(messages.begin(), messages.end(),
+                        "89 Channel 1 dominant frequency is 1500Hz, +- 0.6826666666666666Hz. "
+                        "Search frequency is 1500Hz."),
+              messages.end());
+}
+
+TEST(SignalTester, FirstFailingChannelEndsTheCheck) {
+    kvo::test::CapturingLogSink capture;
+    const Recording recording(toneCapture(2, 48000, 1.0, 1000.0, 1500.0));
+    SignalTester tester(&recording);
+    const CurrentTone tone{1000.0, 1600.0};
+    const CurrentTone* const expected = &tone;
+    EXPECT_FALSE(tester.isSignalValid(expected));
+    std::vector<std::string> tagged;
+    for (const std::string& message : capture.messages(kTesterLog)) {
+        if (message.rfind("85 ", 0) == 0 || message.rfind("89 ", 0) == 0) {
+            tagged.push_back(message.substr(0, 12));
+        }
+    }
+    EXPECT_EQ(tagged, (std::vector<std::string>{"89 Channel 0", "85 Channel 1"}));
+    EXPECT_TRUE(capture.contains(kTesterLog,
+                                 "85 Channel 1 dominant frequency is 1500Hz, +- "
+                                 "0.6826666666666666Hz. Search frequency is 1600Hz."));
+
+    const CurrentTone wrongLeft{900.0, 1500.0};
+    const CurrentTone* const left = &wrongLeft;
+    EXPECT_FALSE(tester.isSignalValid(left));
+}
+
+TEST(SignalTester, ExactToleranceEdgesOfARealRecording) {
+    const Recording recording(toneCapture(2, 48000, 1.0, 1000.0, 1500.0));
+    SignalAnalyzer analyzer;
+    kvo::Array<SignalProperty> properties;
+    ASSERT_TRUE(analyzer.signalProperty(recording.buffer, properties));
+    const double upper = properties[1].dominantFrequency + properties[1].tolerance;
+    SignalTester tester(&recording);
+    CurrentTone tone{1000.0, upper};
+    const CurrentTone* const expected = &tone;
+    EXPECT_TRUE(tester.isSignalValid(expected));
+    tone.right = std::nextafter(upper, 1e9);
+    EXPECT_FALSE(tester.isSignalValid(expected));
+}
+
+TEST(SignalTester, MonoIsComparedWithTheLeftFrequencyOnly) {
+    const Recording recording(toneCapture(1, 44100, 1.0, 1000.0, 0.0));
+    SignalTester tester(&recording);
+    const CurrentTone tone{1000.0, 5000.0};
+    const CurrentTone* const expected = &tone;
+    EXPECT_TRUE(tester.isSignalValid(expected));
+}
+
+TEST(SignalTester, WithoutSourceOrWithAnUnusableRecordingItFails) {
+    kvo::test::CapturingLogSink capture;
+    const CurrentTone tone{1000.0, 1000.0};
+    const CurrentTone* const expected = &tone;
+    SignalTester unbound;
+    EXPECT_FALSE(unbound.isSignalValid(expected));
+    EXPECT_TRUE(capture.contains(
+        kTesterLog, "60 SignalTester object does not refer to any valid recording sources."));
+    EXPECT_TRUE(capture.messages(kAnalyzerLog).empty());  // nothing analysed
+
+    libAudio::StaticPCMBuffer surround;
+    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(3, 48000, 16), 0.1, surround));
+    const Recording recording(std::move(surround));
+    SignalTester tester(&recording);
+    EXPECT_FALSE(tester.isSignalValid(expected));
+    EXPECT_TRUE(capture.contains(kTesterLog, "68 Unable to generate recorded signal property."));
+}
+
+}  // namespace
+}  // namespace kvormicrophone

@@ -1,0 +1,227 @@
+#include "platform/audio/WaveFile.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "support/TempDirectory.hpp"
+
+namespace audio {
+namespace {
+
+using Samples = std::vector<std::int16_t>;
+
+std::string le(std::uint32_t value, int bytes) {
+    std::string out;
+    for (int i = 0; i < bytes; ++i) {
+        out += static_cast<char>(value >> (8 * i));
+    }
+    return out;
+}
+
+template <typename T>
+std::string raw(std::initializer_list<T> values) {
+    std::string out;
+    for (const T value : values) {
+        out.append(reinterpret_cast<const char*>(&value), sizeof value);
+    }
+    return out;
+}
+
+// A chunk with its pad byte when odd-sized.
+std::string chunk(const std::string& id, const std::string& payload, bool pad = true) {
+    return id + le(static_cast<std::uint32_t>(payload.size()), 4) + payload +
+           (pad && payload.size() % 2 ? std::string(1, '\0') : std::string());
+}
+
+std::string fmtChunk(std::uint16_t tag, std::uint16_t channels, std::uint32_t rate,
+                     std::uint16_t bits, std::uint16_t blockAlign = 0) {
+    if (blockAlign == 0) {
+        blockAlign = static_cast<std::uint16_t>(bits / 8 * channels);
+    }
+    return chunk("fmt ", le(tag, 2) + le(channels, 2) + le(rate, 4) + le(rate * blockAlign, 4) +
+                             le(blockAlign, 2) + le(bits, 2));
+}
+
+// WAVE_FORMAT_EXTENSIBLE with the sub-format GUID of `subTag`.
+std::string extensibleChunk(std::uint16_t subTag, std::uint16_t channels, std::uint32_t rate,
+                            std::uint16_t bits, std::uint16_t validBits) {
+    const std::uint16_t blockAlign = static_cast<std::uint16_t>(bits / 8 * channels);
+    const std::string guidTail("\x00\x00\x00\x00\x10\x00\x80\x00\x00\xAA\x00\x38\x9B\x71", 14);
+    return chunk("fmt ", le(0xFFFE, 2) + le(channels, 2) + le(rate, 4) + le(rate * blockAlign, 4) +
+                             le(blockAlign, 2) + le(bits, 2) + le(22, 2) + le(validBits, 2) +
+                             le(3, 4) + le(subTag, 2) + guidTail);
+}
+
+std::string riff(const std::string& chunks) {
+    return "RIFF" + le(static_cast<std::uint32_t>(chunks.size() + 4), 4) + "WAVE" + chunks;
+}
+
+WaveFile load(const std::string& bytes) {
+    WaveFile wave;
+    EXPECT_TRUE(wave.loadMemory(bytes.data(), bytes.size())) << wave.error();
+    return wave;
+}
+
+TEST(WaveFileFormats, Pcm16StereoAsItIs) {
+    const WaveFile wave = load(
+        riff(fmtChunk(1, 2, 44100, 16) + chunk("data", raw<std::int16_t>({1, -2, 32767, -32768}))));
+    EXPECT_EQ(wave.format(), makePcmFormat(2, 44100, 16));
+    EXPECT_EQ(wave.fileFormat().wBitsPerSample, 16);
+    EXPECT_EQ(wave.numBlocks(), 2u);
+    EXPECT_EQ(wave.samples(), (Samples{1, -2, 32767, -32768}));
+    EXPECT_EQ(wave.dataBytes(), 8u);
+}
+
+TEST(WaveFileFormats, IntegerSamplesKeepTheirTop16Bits) {
+    const WaveFile u8 =
+        load(riff(fmtChunk(1, 1, 8000, 8) + chunk("data", std::string("\x00\x80\xFF\x7F", 4))));
+    EXPECT_EQ(u8.samples(), (Samples{-32768, 0, 32512, -256}));
+    EXPECT_EQ(u8.format(), makePcmFormat(1, 8000, 16));
+
+    const WaveFile s24 =
+        load(riff(fmtChunk(1, 1, 48000, 24) +
+                  chunk("data", std::string("\x56\x34\x12\x00\x00\x80\xFF\xFF\xFF", 9))));
+    EXPECT_EQ(s24.samples(), (Samples{0x1234, -32768, -1}));
+
+    const WaveFile s32 = load(
+        riff(fmtChunk(1, 2, 96000, 32) + chunk("data", raw<std::int32_t>({0x12345678, -65536}))));
+    EXPECT_EQ(s32.samples(), (Samples{0x1234, -1}));
+}
+
+TEST(WaveFileFormats, FloatSamplesAreScaledRoundedAndClipped) {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const WaveFile f32 = load(riff(fmtChunk(3, 1, 44100, 32) +
+                                   chunk("data", raw<float>({0.5f, -1.0f, 1.0f, 2.0f, -3.0f, nan,
+                                                             1.5f / 32768, -1.5f / 32768}))));
+    EXPECT_EQ(f32.samples(), (Samples{16384, -32768, 32767, 32767, -32768, 0, 2, -1}));
+
+    const WaveFile f64 =
+        load(riff(fmtChunk(3, 2, 44100, 64) + chunk("data", raw<double>({0.25, -0.25}))));
+    EXPECT_EQ(f64.samples(), (Samples{8192, -8192}));
+    EXPECT_EQ(f64.format(), makePcmFormat(2, 44100, 16));
+}
+
+TEST(WaveFileFormats, ExtensibleTakesItsSubFormat) {
+    const WaveFile pcm = load(riff(extensibleChunk(1, 2, 48000, 24, 20) +
+                                   chunk("data", std::string("\x00\x00\x40\x00\x00\xC0", 6))));
+    EXPECT_EQ(pcm.samples(), (Samples{0x4000, -0x4000}));
+    EXPECT_EQ(pcm.fileFormat().wFormatTag, 0xFFFE);
+    const WaveFile ieee =
+        load(riff(extensibleChunk(3, 1, 48000, 32, 32) + chunk("data", raw<float>({-0.5f}))));
+    EXPECT_EQ(ieee.samples(), (Samples{-16384}));
+}
+
+TEST(WaveFileLayout, OtherChunksAndPadBytesAreSkipped) {
+    const WaveFile wave =
+        load(riff(chunk("LIST", "odd") + fmtChunk(1, 1, 8000, 8) + chunk("fact", le(3, 4)) +
+                  chunk("data", "\x80\x81\x7F") + chunk("smpl", "trailing")));
+    EXPECT_EQ(wave.samples(), (Samples{0, 256, -256}));
+}
+
+TEST(WaveFileLayout, DataBeforeFmtAndAMissingFinalPadAreAccepted) {
+    const WaveFile wave =
+        load(riff(chunk("data", raw<std::int16_t>({7})) + fmtChunk(1, 1, 8000, 16)));
+    EXPECT_EQ(wave.samples(), Samples{7});
+
+    const WaveFile unpadded =
+        load(riff(fmtChunk(1, 1, 8000, 8) + chunk("data", "\x80\x90\xA0", false)));
+    EXPECT_EQ(unpadded.samples(), (Samples{0, 0x1000, 0x2000}));
+}
+
+TEST(WaveFileLayout, RiffSizeIsNotTrusted) {
+    std::string bytes = riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({3, 4})));
+    for (const std::uint32_t size :
+         {0u, 4u, 0xFFFFFFFFu, static_cast<std::uint32_t>(bytes.size())}) {
+        bytes.replace(4, 4, le(size, 4));
+        EXPECT_EQ(load(bytes).samples(), (Samples{3, 4})) << "riff size " << size;
+    }
+}
+
+TEST(WaveFileLayout, PartialFrameAtTheEndIsDropped) {
+    const WaveFile wave =
+        load(riff(fmtChunk(1, 2, 8000, 16) + chunk("data", raw<std::int16_t>({1, 2, 3}))));
+    EXPECT_EQ(wave.samples(), (Samples{1, 2}));
+    EXPECT_EQ(wave.numBlocks(), 1u);
+}
+
+TEST(WaveFileErrors, MalformedInputIsNamed) {
+    struct Case {
+        std::string name, bytes, error;
+    };
+    const std::string pcm16 = fmtChunk(1, 2, 44100, 16);
+    const std::string data = chunk("data", raw<std::int16_t>({1, 2}));
+    const std::string valid = riff(pcm16 + data);
+    const std::vector<Case> cases{
+        {"empty", "", "too short"},
+        {"truncated header", valid.substr(0, 11), "too short"},
+        {"not riff", "RIFX" + valid.substr(4), "not a RIFF file"},
+        {"not wave", valid.substr(0, 8) + "AVI " + valid.substr(12), "not 'WAVE'"},
+        {"no fmt", riff(data), "no fmt chunk"},
+        {"no data", riff(pcm16), "no data chunk"},
+        {"data beyond the end", riff(pcm16 + "data" + le(0xFFFFFFF0, 4) + "abcd"),
+         "'data' chunk at offset 36 declares 4294967280 bytes, but only 4 follow"},
+        {"truncated data", valid.substr(0, valid.size() - 1),
+         "declares 4 bytes, but only 3 follow"},
+        {"chunk header cut", riff(pcm16 + "dat"), "file ends inside a chunk header"},
+        {"short fmt", riff(chunk("fmt ", std::string(14, '\1')) + data), "shorter than 16"},
+        {"zero channels", riff(fmtChunk(1, 0, 44100, 16, 2) + data), "zero channels"},
+        {"too many channels", riff(fmtChunk(1, 300, 44100, 16) + data), "300 channels"},
+        {"zero rate", riff(fmtChunk(1, 2, 0, 16) + data), "sample rate of 0 Hz"},
+        {"absurd rate", riff(fmtChunk(1, 2, 4000000000u, 16) + data), "4000000000 Hz"},
+        {"zero block align",
+         riff(fmtChunk(1, 2, 44100, 16, 0xFFFF).replace(20, 2, le(0, 2)) + data),
+         "block alignment of 0"},
+        {"block align mismatch", riff(fmtChunk(1, 2, 44100, 16, 6) + data),
+         "block alignment 6 does not fit 2 channels of 16 bits"},
+        {"adpcm", riff(fmtChunk(2, 2, 44100, 16) + data), "unsupported format tag 0x0002"},
+        {"12-bit", riff(fmtChunk(1, 1, 44100, 12, 2) + data), "unsupported 12-bit PCM"},
+        {"16-bit float", riff(fmtChunk(3, 1, 44100, 16) + data), "unsupported 16-bit IEEE float"},
+        {"short extensible", riff(fmtChunk(0xFFFE, 2, 44100, 16) + data), "lacks the 22 extension"},
+        {"unknown sub-format",
+         riff(extensibleChunk(1, 2, 44100, 16, 16).replace(8 + 24 + 4, 1, "\x01") + data),
+         "unknown sub-format"},
+    };
+    for (const Case& c : cases) {
+        WaveFile wave;
+        EXPECT_FALSE(wave.loadMemory(c.bytes.data(), c.bytes.size())) << c.name;
+        EXPECT_NE(wave.error().find(c.error), std::string::npos)
+            << c.name << ": \"" << wave.error() << "\"";
+        EXPECT_FALSE(wave.isLoaded()) << c.name;
+        EXPECT_TRUE(wave.samples().empty()) << c.name;
+    }
+}
+
+TEST(WaveFileErrors, FailureDropsWhatAnEarlierLoadHeld) {
+    WaveFile wave;
+    const std::string good =
+        riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({5, 6})));
+    ASSERT_TRUE(wave.loadMemory(good.data(), good.size()));
+    EXPECT_FALSE(wave.loadMemory(good.data(), 20));
+    EXPECT_TRUE(wave.samples().empty());
+    EXPECT_EQ(wave.format(), WAVEFORMATEX{});
+}
+
+TEST(WaveFileFiles, LoadsFromAPathAndNamesAMissingOne) {
+    kvo::test::TempDirectory dir;
+    const std::string path = dir.write(
+        "1000.wav", riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({-9}))));
+    WaveFile wave;
+    ASSERT_TRUE(wave.loadFile(path)) << wave.error();
+    EXPECT_EQ(wave.samples(), Samples{-9});
+
+    EXPECT_FALSE(wave.loadFile(dir.file("missing.wav")));
+    EXPECT_NE(wave.error().find("missing.wav"), std::string::npos) << wave.error();
+
+    dir.write("short.wav", "RIFF");
+    EXPECT_FALSE(wave.loadFile(dir.file("short.wav")));
+    EXPECT_NE(wave.error().find("short.wav"), std::string::npos) << wave.error();
+    EXPECT_NE(wave.error().find("too short"), std::string::npos) << wave.error();
+}
+
+}  // namespace
+}  // namespace audio
