@@ -1,0 +1,184 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Machine.hpp"
+#include "platform/audio/AudioDevice.hpp"
+#include "platform/audio/WaveFormat.hpp"
+#include "platform/kvo/ManagedThread.hpp"
+
+// The running simulated PC: endpoint states over time, the volume and gain
+// settings, what each speaker is playing, the sound each microphone picks up,
+// and the observers to tell about state changes. Every object of the sim
+// backend shares one World; its one mutex is never held while sleeping or
+// while calling an observer.
+
+namespace audio::sim {
+
+double dbToGain(double db);
+
+// The endpoint volume's taper: a scalar level 0..1 maps linearly to dB from
+// minDb to maxDb and is rounded to the nearest step counted from minDb.
+double taperDb(const VolumeConfig& volume, double scalar);
+// The scalar whose tapered level is `db` (clamped to the range).
+double scalarForDb(const VolumeConfig& volume, double db);
+// A stage level clamped to the stage's range and rounded to its step.
+double snapStageDb(const GainStageConfig& stage, double db);
+
+// One playback: the buffer's samples at full scale 1.0, played from startUs
+// `repetitions` times back to back until endUs.
+struct RenderSession {
+    std::size_t endpoint = 0;
+    std::uint32_t rate = 0;
+    std::uint32_t channels = 0;
+    std::int64_t frames = 0;     // frames of one repetition
+    std::vector<float> samples;  // interleaved
+    std::int64_t startUs = 0;
+    std::int64_t endUs = 0;
+};
+
+// A first-order filter (bilinear transform, pre-warped at its corner).
+struct FirstOrderFilter {
+    bool active = false;
+    double b0 = 1.0;
+    double b1 = 0.0;
+    double a1 = 0.0;
+    double x1 = 0.0;
+    double y1 = 0.0;
+
+    static FirstOrderFilter lowPass(double cornerHz, double rate);
+    static FirstOrderFilter highPass(double cornerHz, double rate);
+    double step(double x) {
+        if (!active) {
+            return x;
+        }
+        const double y = b0 * x + b1 * x1 - a1 * y1;
+        x1 = x;
+        y1 = y;
+        return y;
+    }
+};
+
+// The state of one capture's signal chain: its noise generator and, per
+// acoustic path into the microphone, that path's filters.
+struct CaptureSignal {
+    struct Path {
+        std::size_t speaker = 0;
+        double gain = 1.0;
+        double delaySeconds = 0.0;
+        FirstOrderFilter highPass;
+        FirstOrderFilter lowPass;
+    };
+
+    std::size_t endpoint = 0;
+    WAVEFORMATEX format;
+    std::uint64_t random = 0;
+    std::vector<Path> paths;
+
+    // Noise of unit RMS: the sum of four uniform draws, scaled. Plain
+    // arithmetic only, so a seed gives the same samples on every platform.
+    double noise();
+};
+
+class World {
+public:
+    explicit World(Machine machine);
+    ~World();
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+
+    const Machine& machine() const { return machine_; }
+    // Microseconds of the process clock since the machine was created.
+    std::int64_t nowUs() const;
+
+    std::optional<std::size_t> findEndpoint(const std::string& id) const;
+    std::size_t cardOf(std::size_t endpoint) const { return cardOfEndpoint_[endpoint]; }
+    std::uint32_t stateAt(std::size_t endpoint, std::int64_t us) const;
+    std::uint32_t state(std::size_t endpoint) const { return stateAt(endpoint, nowUs()); }
+    bool isActive(std::size_t endpoint) const { return state(endpoint) == DEVICE_STATE_ACTIVE; }
+    // The flagged default if it is active, else the first active endpoint of that direction.
+    std::optional<std::size_t> defaultEndpoint(EDataFlow flow) const;
+    // Wave device numbers count the active endpoints of a direction in machine order.
+    std::optional<std::uint32_t> waveDeviceId(std::size_t endpoint) const;
+    std::optional<std::size_t> endpointOfWaveDevice(EDataFlow flow, std::uint32_t deviceId) const;
+    std::vector<KSJACK_DESCRIPTION> jacks(std::size_t endpoint) const;
+    bool stopRequested() const;
+
+    // Volume controls; false for a channel out of range.
+    std::uint32_t volumePercent(std::size_t endpoint);
+    void setVolumeScalar(std::size_t endpoint, double scalar);
+    bool channelScalar(std::size_t endpoint, std::uint32_t channel, double& scalar);
+    bool setChannelScalar(std::size_t endpoint, std::uint32_t channel, double scalar);
+    double masterDb(std::size_t endpoint);
+    bool muted(std::size_t endpoint);
+    void setMuted(std::size_t endpoint, bool muted);
+    bool stageLevel(std::size_t endpoint, std::size_t stage, std::uint32_t channel, double& db);
+    bool setStageLevel(std::size_t endpoint, std::size_t stage, std::uint32_t channel, double db);
+
+    // Faults spent by use: kOk, or why this start is refused.
+    HResult beginCapture(std::size_t endpoint);
+    HResult beginPlayback(std::size_t endpoint);
+    // Audio ms after which this capture is interrupted, if it is to be.
+    std::optional<std::uint32_t> takeInterruption(std::size_t endpoint);
+
+    std::shared_ptr<RenderSession> startRender(std::size_t endpoint, const WAVEFORMATEX& format,
+                                               const unsigned char* data, std::size_t bytes,
+                                               std::uint32_t repetitions);
+    // Ends the session at `atUs` unless it ended earlier.
+    void endRender(const std::shared_ptr<RenderSession>& session, std::int64_t atUs);
+
+    std::unique_ptr<CaptureSignal> newCaptureSignal(std::size_t endpoint,
+                                                    const WAVEFORMATEX& format);
+    // Writes frames [firstFrame, endFrame) of a capture that began at
+    // startUs into `out`, in the capture's format.
+    void capture(CaptureSignal& signal, std::int64_t startUs, std::int64_t firstFrame,
+                 std::int64_t endFrame, unsigned char* out);
+
+    bool addObserver(std::size_t card, EDataFlow flow, std::shared_ptr<SoundCardObserver> observer);
+    bool removeObserver(std::size_t card, const std::shared_ptr<SoundCardObserver>& observer);
+
+private:
+    struct Controls {
+        std::vector<double> channelScalars;
+        bool muted = false;
+        std::vector<std::vector<double>> stageLevels;  // [stage][channel]
+        std::uint32_t startFailuresLeft = 0;
+        std::uint32_t playFailuresLeft = 0;
+        std::uint32_t interruptions = 0;
+        std::uint64_t captures = 0;
+    };
+    struct Observer {
+        std::size_t card;
+        EDataFlow flow;
+        std::shared_ptr<SoundCardObserver> observer;
+    };
+    struct StateEvent {
+        std::int64_t us;
+        std::size_t endpoint;
+        std::uint32_t state;
+    };
+
+    double channelDbLocked(std::size_t endpoint, std::uint32_t channel) const;
+    double stagesDbLocked(std::size_t endpoint, std::uint32_t channel) const;
+    int notify();
+
+    const Machine machine_;
+    const std::int64_t originUs_;
+    std::vector<std::size_t> cardOfEndpoint_;
+    std::vector<StateEvent> events_;  // time order
+
+    std::mutex mutex_;
+    std::vector<Controls> controls_;
+    std::vector<std::shared_ptr<RenderSession>> sessions_;
+    std::vector<Observer> observers_;
+    std::atomic<bool> stopping_{false};
+    std::unique_ptr<kvo::ManagedThread> notifier_;
+};
+
+}  // namespace audio::sim

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "SimTestSupport.hpp"
+#include "platform/audio/sim/Machine.hpp"
+#include "platform/kvo/FileSystem.hpp"
+#include "support/TempDirectory.hpp"
+
+namespace audio::sim {
+namespace {
+
+using nlohmann::json;
+
+// The message of the MachineFileError that parsing `machine` raises, or "" if it parses.
+std::string errorOf(const json& machine) {
+    try {
+        parseMachine(machine.dump(), "bad.json");
+    } catch (const MachineFileError& e) {
+        return e.what();
+    }
+    return "";
+}
+
+TEST(MachineFile, BuiltInLaptopValidatesWithTheDocumentedDevices) {
+    const Machine machine = defaultMachine();
+    EXPECT_EQ(machine.origin, "built-in");
+    ASSERT_EQ(machine.soundCards.size(), 1u);
+    EXPECT_EQ(machine.soundCards[0].driver, "hdaudio.sys");
+    ASSERT_EQ(machine.endpoints.size(), 4u);
+    const EndpointConfig& mic = machine.endpoints[2];
+    EXPECT_EQ(mic.id, "mic-array");
+    EXPECT_EQ(mic.friendlyName, "Microphone Array (High Definition Audio Device)");
+    EXPECT_EQ(mic.volume.minDb, -34.5);
+    EXPECT_EQ(mic.volume.maxDb, 12.0);
+    ASSERT_EQ(mic.stages.size(), 1u);
+    EXPECT_EQ(mic.stages[0].maxDb, 30.0);
+    EXPECT_EQ(machine.endpoints[3].state, DEVICE_STATE_UNPLUGGED);
+    EXPECT_EQ(machine.windowsVersion.major, 10u);
+}
+
+TEST(MachineFile, EveryScenarioFileValidates) {
+    const std::vector<std::string> files = kvo::FileSystem::getDirectoryContents(KVO_SCENARIO_DIR);
+    ASSERT_GE(files.size(), 14u);
+    for (const std::string& name : files) {
+        SCOPED_TRACE(name);
+        EXPECT_NO_THROW(loadMachineFile(std::string(KVO_SCENARIO_DIR) + "/" + name));
+    }
+}
+
+struct BadField {
+    const char* what;
+    std::function<void(json&)> spoil;
+    const char* message;
+};
+
+TEST(MachineFile, ErrorsNameTheFileAndTheBadField) {
+    const std::vector<BadField> cases{
+        {"text for a number", [](json& m) { m["endpoints"][2]["volume"]["minDb"] = "low"; },
+         "bad.json: endpoints[2].volume.minDb: expected a number"},
+        {"misspelt field", [](json& m) { m["endpoints"][0]["volum"] = json::object(); },
+         "endpoints[0].volum: unknown field"},
+        {"missing name", [](json& m) { m.erase("name"); }, "name: missing"},
+        {"unknown card", [](json& m) { m["endpoints"][1]["card"] = "usb"; },
+         "endpoints[1].card: no sound card has the id \"usb\""},
+        {"bad direction", [](json& m) { m["endpoints"][0]["direction"] = "both"; },
+         "endpoints[0].direction: expected one of \"capture\", \"render\""},
+        {"percent above 100", [](json& m) { m["endpoints"][0]["volume"]["percent"] = 101; },
+         "endpoints[0].volume.percent: must be between 0 and 100"},
+        {"range upside down", [](json& m) { m["endpoints"][0]["volume"]["maxDb"] = -70; },
+         "endpoints[0].volume.maxDb: must not be below minDb"},
+        {"odd bit depth", [](json& m) { m["endpoints"][0]["formats"]["shared"][1]["bits"] = 12; },
+         "endpoints[0].formats.shared[1].bits: expected 8, 16, 24 or 32"},
+        {"capture fault on a speaker", [](json& m) { m["endpoints"][0]["faults"]["dead"] = true; },
+         "endpoints[0].faults.dead: only for capture endpoints"},
+        {"state changes out of order",
+         [](json& m) {
+             m["endpoints"][2]["faults"]["stateChanges"] = json::array(
+                 {{{"atMs", 900}, {"state", "unplugged"}}, {{"atMs", 100}, {"state", "active"}}});
+         },
+         "endpoints[2].faults.stateChanges[1].atMs: state changes must be in time order"},
+        {"path from a microphone", [](json& m) { m["paths"][0]["speaker"] = "mic-array"; },
+         "paths[0].speaker: no render endpoint has the id \"mic-array\""},
+        {"two defaults", [](json& m) { m["endpoints"][3]["default"] = true; },
+         "endpoints[3].default: another capture endpoint is the default"},
+        {"stage level outside its range",
+         [](json& m) { m["endpoints"][2]["stages"][0]["levelDb"] = 40; },
+         "endpoints[2].stages[0].levelDb: must lie between minDb and maxDb"},
+        {"windows version", [](json& m) { m["windowsVersion"] = "Vista"; },
+         "windowsVersion: expected \"major.minor\""},
+        {"negative count", [](json& m) { m["endpoints"][2]["faults"]["startFailures"] = -1; },
+         "endpoints[2].faults.startFailures: expected a whole number"},
+    };
+    const json laptop = json::parse(defaultMachineJson());
+    for (const BadField& bad : cases) {
+        SCOPED_TRACE(bad.what);
+        json machine = laptop;
+        bad.spoil(machine);
+        EXPECT_NE(errorOf(machine).find(bad.message), std::string::npos) << errorOf(machine);
+    }
+}
+
+TEST(MachineFile, FileThatIsNotJsonOrMissingIsReported) {
+    const kvo::test::TempDirectory directory;
+    const std::string broken = directory.write("broken.json", "{ \"name\": ");
+    try {
+        loadMachineFile(broken);
+        ADD_FAILURE() << "no error";
+    } catch (const MachineFileError& e) {
+        EXPECT_NE(std::string(e.what()).find(broken + ": not valid JSON"), std::string::npos);
+    }
+    EXPECT_THROW(loadMachineFile(directory.file("absent.json")), MachineFileError);
+}
+
+TEST(MachineFile, VersionsAndFormatShorthandsAreRead) {
+    json machine = json::parse(defaultMachineJson());
+    machine["windowsVersion"] = "6.0.2";
+    machine["endpoints"][1]["formats"] =
+        json::array({{{"rate", 44100}, {"bits", 16}, {"channels", 1}}});
+    const Machine parsed = parseMachine(machine.dump(), "x");
+    EXPECT_EQ(parsed.windowsVersion.major, 6u);
+    EXPECT_EQ(parsed.windowsVersion.minor, 0u);
+    EXPECT_EQ(parsed.windowsVersion.servicePackMajor, 2u);
+    // A plain list serves both share modes.
+    ASSERT_EQ(parsed.endpoints[1].sharedFormats.size(), 1u);
+    EXPECT_EQ(parsed.endpoints[1].sharedFormats[0], makePcmFormat(1, 44100, 16));
+    EXPECT_EQ(parsed.endpoints[1].exclusiveFormats, parsed.endpoints[1].sharedFormats);
+}
+
+}  // namespace
+}  // namespace audio::sim

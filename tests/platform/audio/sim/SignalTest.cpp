@@ -1,0 +1,213 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "SimTestSupport.hpp"
+
+namespace audio::sim::test {
+namespace {
+
+using nlohmann::json;
+
+// A 1 s tone at half full scale: -6.02 dBFS peak.
+const double kToneDb = 20.0 * std::log10(0.5);
+// The bench microphones' endpoint volume at 100 %.
+constexpr double kMicMaxDb = 10.0;
+
+class SimSignal : public VirtualTime, public testing::Test {};
+
+// Goes from the endpoint's connector to the part behind it and down the
+// outgoing parts, collecting every volume level: the walk a boost control makes.
+std::vector<std::shared_ptr<IAudioVolumeLevel>> volumeLevelsBehind(AudioDevice& endpoint) {
+    std::vector<std::shared_ptr<IAudioVolumeLevel>> levels;
+    kvo::Array<AudioComponent<IConnector>> connectors;
+    std::shared_ptr<IConnector> adapter;
+    std::shared_ptr<IPart> part;
+    if (endpoint.connector(connectors) == 0 ||
+        failed(connectors[0].component->GetConnectedTo(adapter)) ||
+        failed(adapter->QueryInterface(part))) {
+        return levels;
+    }
+    while (part) {
+        std::shared_ptr<IAudioVolumeLevel> level;
+        if (succeeded(part->Activate(level))) {
+            levels.push_back(level);
+        }
+        std::shared_ptr<IPartsList> next;
+        std::shared_ptr<IPart> following;
+        if (succeeded(part->EnumPartsOutgoing(next))) {
+            next->GetPart(0, following);
+        }
+        part = following;
+    }
+    return levels;
+}
+
+// Tolerance 0.05 dB: the paths have no filters, the 0.5 ms delay is 24 whole
+// samples, the Goertzel window holds whole periods, and rounding a tone of
+// -16 dBFS to 16 bits changes its level by less than 0.001 dB.
+TEST_F(SimSignal, ToneReachesEachMicrophoneAtItsPathsGain) {
+    const auto system = makeSystem(benchMachine());
+    for (const auto& [microphone, pathDb] : {std::pair{"mic", -20.0}, std::pair{"mic2", -32.0}}) {
+        SCOPED_TRACE(microphone);
+        const libAudio::StaticPCMBuffer recording = captureTone(*system, "spk", microphone, 1000);
+        for (int channel = 0; channel < 2; ++channel) {
+            EXPECT_NEAR(toneDb(recording, channel, 1000), kToneDb + pathDb + kMicMaxDb, 0.05);
+        }
+    }
+}
+
+// The filters are pre-warped at their corners; at 100 Hz and 1 kHz they differ
+// from the analogue first-order response by less than 0.02 dB, and the first
+// half of the capture, where they settle, is not measured.
+TEST_F(SimSignal, PathFiltersShapeTheToneAsFirstOrderFilters) {
+    json machine = benchMachine();
+    machine["paths"][0]["highPassHz"] = 300;
+    machine["paths"][0]["lowPassHz"] = 12000;
+    const auto system = makeSystem(machine);
+    for (const double frequency : {100.0, 1000.0}) {
+        SCOPED_TRACE(frequency);
+        const double highPass = (frequency / 300) / std::sqrt(1 + std::pow(frequency / 300, 2));
+        const double lowPass = 1 / std::sqrt(1 + std::pow(frequency / 12000, 2));
+        const double expected =
+            kToneDb - 20 + kMicMaxDb + 20 * std::log10(highPass) + 20 * std::log10(lowPass);
+        EXPECT_NEAR(toneDb(captureTone(*system, "spk", "mic", frequency), 0, frequency), expected,
+                    0.1);
+    }
+}
+
+TEST_F(SimSignal, CaptureInAnotherRateAndChannelCountHearsTheSameLevel) {
+    json machine = benchMachine();
+    machine["endpoints"][1]["formats"].push_back({{"rate", 44100}, {"bits", 16}, {"channels", 1}});
+    const auto system = makeSystem(machine);
+    libAudio::StaticPCMBuffer tone = makeBuffer(makePcmFormat(2, 48000, 16), 1000);
+    fillTone(tone, 1000, 0.5);
+    libAudio::StaticPCMBuffer recording = makeBuffer(makePcmFormat(1, 44100, 16), 1000);
+    const auto renderer = system->createAudioRendererEx();
+    const auto capture = system->createAudioCaptureEx();
+    ASSERT_TRUE(renderer->initialize(endpointById(*system, "spk"), &tone));
+    ASSERT_TRUE(capture->initialize(endpointById(*system, "mic"), &recording));
+    ASSERT_TRUE(renderer->play(2, {}));
+    ASSERT_TRUE(capture->start({}));
+    waitWhile([&] { return capture->isStillRecording(); });
+    // Linear interpolation between the rates costs about 0.01 dB at 1 kHz.
+    EXPECT_NEAR(toneDb(recording, 0, 1000), kToneDb - 20 + kMicMaxDb, 0.05);
+}
+
+TEST_F(SimSignal, MutingTheMicrophoneGivesDigitalSilenceMutingTheSpeakerRemovesTheTone) {
+    json machine = benchMachine();
+    machine["endpoints"][1]["noiseDbfs"] = -60;
+    const auto system = makeSystem(machine);
+    const AudioDevicePtr mic = endpointById(*system, "mic");
+    const AudioDevicePtr speaker = endpointById(*system, "spk");
+
+    ASSERT_TRUE(mic->volumeControl()->setMute(true));
+    EXPECT_TRUE(isDigitalSilence(captureTone(*system, "spk", "mic", 1000)));
+
+    ASSERT_TRUE(mic->volumeControl()->setMute(false));
+    ASSERT_TRUE(speaker->volumeControl()->setMute(true));
+    const libAudio::StaticPCMBuffer recording = captureTone(*system, "spk", "mic", 1000);
+    // Unmuted the tone is at -16 dB; the noise alone reads about -88 dB in this window.
+    EXPECT_LT(toneDb(recording, 0, 1000), -70.0);
+    EXPECT_NEAR(rmsDb(recording, 0), -60 + kMicMaxDb, 0.3);
+}
+
+TEST_F(SimSignal, VolumeChangesTheLevelByTheDecibelsTheControllerReports) {
+    const auto system = makeSystem(benchMachine());
+    const auto micVolume = endpointById(*system, "mic")->volumeControl();
+    const auto speakerVolume = endpointById(*system, "spk")->volumeControl();
+    const double loud = toneDb(captureTone(*system, "spk", "mic", 1000), 0, 1000);
+
+    // 25 % of the -30..+10 dB range, steps of 0.5 dB: -20 dB.
+    ASSERT_TRUE(micVolume->setVolumeLevel(25));
+    float micDb = 0;
+    ASSERT_TRUE(micVolume->decibelLevel(micDb));
+    EXPECT_FLOAT_EQ(micDb, -20.0F);
+    const double quieter = toneDb(captureTone(*system, "spk", "mic", 1000), 0, 1000);
+    EXPECT_NEAR(loud - quieter, kMicMaxDb - micDb, 0.05);
+
+    // 71 % of -60..0 dB is -17.4 dB, on the 0.5 dB grid -17.5 dB.
+    ASSERT_TRUE(speakerVolume->setVolumeLevel(71));
+    float speakerDb = 0;
+    ASSERT_TRUE(speakerVolume->decibelLevel(speakerDb));
+    EXPECT_FLOAT_EQ(speakerDb, -17.5F);
+    const double quietest = toneDb(captureTone(*system, "spk", "mic", 1000), 0, 1000);
+    EXPECT_NEAR(quieter - quietest, 17.5, 0.05);
+}
+
+TEST_F(SimSignal, BoostStageBehindTheConnectorAddsItsDecibels) {
+    const auto system = makeSystem(benchMachine());
+    // At 50 % (-10 dB) the boosted tone stays below full scale.
+    ASSERT_TRUE(endpointById(*system, "mic")->volumeControl()->setVolumeLevel(50));
+    const double before = toneDb(captureTone(*system, "spk", "mic", 1000), 1, 1000);
+    const auto levels = volumeLevelsBehind(*endpointById(*system, "mic"));
+    ASSERT_EQ(levels.size(), 1u);
+    for (std::uint32_t channel = 0; channel < 2; ++channel) {
+        ASSERT_EQ(levels[0]->SetLevel(channel, 20.0F), kOk);
+    }
+    const double after = toneDb(captureTone(*system, "spk", "mic", 1000), 1, 1000);
+    EXPECT_NEAR(after - before, 20.0, 0.05);
+}
+
+// 48000 samples of near-Gaussian noise estimate its power to about 0.03 dB.
+TEST_F(SimSignal, NoiseFloorIsTheMachinesThroughTheGains) {
+    json machine = benchMachine();
+    machine["endpoints"][1]["noiseDbfs"] = -70;
+    machine["endpoints"][1]["stages"][0]["levelDb"] = 10;
+    const auto system = makeSystem(machine);
+    const libAudio::StaticPCMBuffer recording = captureSilence(*system, "mic");
+    for (int channel = 0; channel < 2; ++channel) {
+        EXPECT_NEAR(rmsDb(recording, channel), -70 + 10 + kMicMaxDb, 0.2);
+    }
+    // The channels have noise of their own.
+    EXPECT_NE(sampleAt(recording, 1000, 0), sampleAt(recording, 1000, 1));
+}
+
+TEST_F(SimSignal, SamplesClipAtTheLimitsOfSixteenBits) {
+    json machine = benchMachine();
+    machine["endpoints"][1]["stages"][0]["levelDb"] = 30;  // the tone would peak at +14 dBFS
+    const auto system = makeSystem(machine);
+    const libAudio::StaticPCMBuffer recording = captureTone(*system, "spk", "mic", 1000);
+    std::int16_t highest = 0;
+    std::int16_t lowest = 0;
+    for (std::size_t frame = 24000; frame < 48000; ++frame) {
+        highest = std::max(highest, sampleAt(recording, frame, 0));
+        lowest = std::min(lowest, sampleAt(recording, frame, 0));
+    }
+    EXPECT_EQ(highest, 32767);
+    EXPECT_EQ(lowest, -32768);
+}
+
+TEST_F(SimSignal, CaptureTakesItsLengthInClockTime) {
+    const auto system = makeSystem(benchMachine());
+    const std::uint64_t before = nowMs();
+    const libAudio::StaticPCMBuffer recording = captureSilence(*system, "mic", 1000);
+    const std::uint64_t taken = nowMs() - before;
+    // The last packet and the poll that sees the end add at most 20 ms.
+    EXPECT_GE(taken, 1000u);
+    EXPECT_LE(taken, 1020u);
+    EXPECT_EQ(recording.position, recording.pcmStorage.size());
+}
+
+std::vector<unsigned char> noisyToneCapture(std::uint64_t seed) {
+    kvo::VirtualClock clock;
+    kvo::ScopedClock installed(clock);
+    kvo::ClockParticipant participant(clock);
+    json machine = benchMachine();
+    machine["seed"] = seed;
+    machine["endpoints"][1]["noiseDbfs"] = -40;
+    const auto system = makeSystem(machine);
+    const libAudio::StaticPCMBuffer recording = captureTone(*system, "spk", "mic", 1000);
+    return {recording.pcmStorage.data(), recording.pcmStorage.data() + recording.pcmStorage.size()};
+}
+
+TEST(SimDeterminism, SameSeedGivesTheSameCaptureAnotherSeedOtherNoise) {
+    const std::vector<unsigned char> first = noisyToneCapture(7);
+    EXPECT_EQ(noisyToneCapture(7), first);
+    EXPECT_NE(noisyToneCapture(8), first);
+}
+
+}  // namespace
+}  // namespace audio::sim::test

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "common/libAudio-common/StaticPCMBuffer.hpp"
+#include "platform/audio/AudioSystem.hpp"
+#include "platform/audio/sim/SimulatedSystem.hpp"
+#include "platform/kvo/System.hpp"
+#include "platform/kvo/VirtualClock.hpp"
+
+namespace audio::sim::test {
+
+// A bench machine with exactly known gains: one speaker at 0 dB (100%), two
+// microphones at +10 dB (100%) with a 0..30 dB boost at 0 dB, paths of -20 and
+// -32 dB without filters, and a noise floor far below one LSB.
+nlohmann::json benchMachine();
+
+std::unique_ptr<SimulatedSystem> makeSystem(const nlohmann::json& machine);
+
+// The endpoint with this machine id, in any state.
+AudioDevicePtr endpointById(AudioSystem& system, const std::string& id);
+
+libAudio::StaticPCMBuffer makeBuffer(const WAVEFORMATEX& format, std::uint32_t milliseconds);
+// A sine of `amplitude` (full scale 1.0) in every channel of a 16-bit buffer.
+void fillTone(libAudio::StaticPCMBuffer& buffer, double frequency, double amplitude);
+
+// Plays a 1 s tone of `frequency` at half full scale on `speaker` (3 times)
+// while capturing `ms` from `microphone`, both 48 kHz stereo 16 bit, and
+// returns the capture. Polls on the process clock until the capture ends.
+libAudio::StaticPCMBuffer captureTone(AudioSystem& system, const std::string& speaker,
+                                      const std::string& microphone, double frequency,
+                                      std::uint32_t ms = 1000);
+// Captures `ms` from `microphone` with nothing played.
+libAudio::StaticPCMBuffer captureSilence(AudioSystem& system, const std::string& microphone,
+                                         std::uint32_t ms = 1000);
+
+// The level in dB of full scale of a tone in the second half of one channel
+// of a 16-bit buffer (Goertzel over whole periods: the sample count is a
+// multiple of rate / frequency for the frequencies the tests use).
+double toneDb(const libAudio::StaticPCMBuffer& buffer, int channel, double frequency);
+// RMS of one channel in dB of full scale (-inf for digital silence).
+double rmsDb(const libAudio::StaticPCMBuffer& buffer, int channel);
+std::int16_t sampleAt(const libAudio::StaticPCMBuffer& buffer, std::size_t frame, int channel);
+bool isDigitalSilence(const libAudio::StaticPCMBuffer& buffer);
+
+std::uint64_t nowMs();
+// Sleeps in 10 ms steps on the process clock while `condition` holds.
+template <typename Condition>
+void waitWhile(Condition condition) {
+    while (condition()) {
+        kvo::System::mssleep(10);
+    }
+}
+
+// The process clock is a fresh virtual clock that the test thread takes part in.
+class VirtualTime {
+protected:
+    kvo::VirtualClock clock_;
+    kvo::ScopedClock installed_{clock_};
+    kvo::ClockParticipant participant_{clock_};
+};
+
+}  // namespace audio::sim::test
