@@ -1,6 +1,9 @@
-#include "platform/kvo/Console.hpp"
+#include "diag/kvormicrophone/MicrophoneApp.hpp"
+#include "platform/ui/CommandLineParser.hpp"
+#include "platform/vesk5/host/AudioDeviceSource.hpp"
+#include "platform/vesk5/host/Framework.hpp"
 
-int main() {
-    kvo::cout() << "IntegratedMicrophoneTest\nMicrophoneTest\nFrequencyToneTest\n";
-    return 0;
+int main(int argc, char** argv) {
+    vesk5::host::Framework::setDeviceSourceFactory(vesk5::host::openAudioDevices);
+    return kvormicrophone::theApp.Run(libMFC::processArguments(argc, argv));
 }

@@ -6,6 +6,13 @@
 
 namespace kvo::FileSystem {
 
+// The separator of path components that the operating system writes.
+#ifdef _WIN32
+inline constexpr char kPathSeparator = '\\';
+#else
+inline constexpr char kPathSeparator = '/';
+#endif
+
 // Listing flag selecting plain files: no directories, no symbolic links.
 inline constexpr unsigned kPlainFiles = 4;
 

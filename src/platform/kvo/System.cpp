@@ -2,6 +2,10 @@
 
 #include "Clock.hpp"
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace kvo {
 
 std::filesystem::path toPath(const std::string& utf8) {
@@ -17,6 +21,26 @@ namespace System {
 
 void mssleep(std::uint32_t milliseconds) {
     Clock::instance().sleepFor(std::chrono::milliseconds(milliseconds));
+}
+
+std::string executableDirectory() {
+#ifdef _WIN32
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+        if (length < path.size()) {
+            path.resize(length);
+            break;
+        }
+        path.resize(path.size() * 2);
+    }
+    return fromPath(std::filesystem::path(path).parent_path());
+#else
+    std::error_code error;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::string(".") : fromPath(self.parent_path());
+#endif
 }
 
 std::FILE* fopen(const std::string& path, const char* mode) {

@@ -16,6 +16,9 @@ namespace System {
 // Sleeps on the process clock (virtual or steady).
 void mssleep(std::uint32_t milliseconds);
 
+// The directory of the running program, where its resources are installed.
+std::string executableDirectory();
+
 // fopen with a UTF-8 path on every platform.
 std::FILE* fopen(const std::string& path, const char* mode);
 

@@ -98,7 +98,7 @@ TEST_F(LoggerTest, FileSinkAppendsDecoratedMessages) {
 TEST(FileLogSink, UnwritablePathIsAClearError) {
     try {
         FileLogSink sink("/nonexistent-dir/x/run.log");
-        FAIL() << "expected an exception";
+        GTEST_FAIL() << "expected an exception";
     } catch (const std::exception& e) {
         EXPECT_NE(std::string(e.what()).find("/nonexistent-dir/x/run.log"), std::string::npos);
     }

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "MicRecordingMethod.hpp"
+#include "MicTestEvaluator.hpp"
+#include "common/libAudio-common/StaticPCMBuffer.hpp"
+
+namespace kvormicrophone {
+
+class MicManagerWin7;
+
+// Records each microphone four times (muted and unmuted, at 0% and 100%,
+// silent and with the loud stimulus) and passes it when the loud recordings
+// stand out from the silent ones by thresholds from the endpoint's dB range.
+class AmplitudeTestEvaluator : public MicTestEvaluator {
+public:
+    AmplitudeTestEvaluator();
+
+    void setMicManager(MicManagerWin7* manager) { m_micManager = manager; }
+    vesk5::TestResult run(const DeviceList& testMic) override;
+
+    // The standard deviation of a recording's samples after its first 2.5 s.
+    static double amplitude(const libAudio::StaticPCMBuffer& recording);
+    // The three checks on the four measured amplitudes of one microphone.
+    vesk5::TestResult evaluateSignal(const Device& device);
+
+    struct Checks {
+        bool muted = false;
+        bool loudest = false;
+        bool unmuted = false;
+        bool passed() const { return muted && loudest && unmuted; }
+    };
+    // The checks on the amplitudes of recordings 1 (loud, muted), 2 (silent,
+    // unmuted) and 3 (loud, unmuted) for a capture volume range of `rangeDb`.
+    static Checks checkAmplitudes(float rangeDb, double a1, double a2, double a3);
+
+private:
+    struct Recording {
+        double amplitude = 0.0;
+        std::unique_ptr<MicRecordingMethod> method;
+    };
+
+    bool testMicrophone(const Device& device);
+    void progressStep();
+
+    MicManagerWin7* m_micManager = nullptr;
+    std::array<Recording, 4> m_recordings;
+    DeviceList m_testMic;
+    kvo::Array<vesk5::TestResult> m_results;
+    // The capture volume control's assumed range when the endpoint reports no dB information.
+    float defaultAmplification = 96.0F;
+    float progressStepSize = 0.0F;
+    float progress = 0.0F;
+};
+
+}  // namespace kvormicrophone

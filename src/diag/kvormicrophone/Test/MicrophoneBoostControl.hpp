@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/audio/AudioDevice.hpp"
+#include "platform/audio/DeviceTopology.hpp"
+#include "platform/kvo/Array.hpp"
+
+namespace kvormicrophone {
+
+// Raises every gain stage in the adapter topology behind a microphone to its
+// maximum, and puts back the level each stage had on channel 0 afterwards.
+class MicrophoneBoostControl {
+public:
+    // Finds the gain stages behind `microphone`; true when there is at least one.
+    bool initialize(audio::AudioDevice& microphone);
+    // Sets every channel of every stage to the top of its range; true when there was a stage.
+    bool maximizeBoost();
+    // Writes back the saved channel-0 levels and forgets every stage. Harmless when empty.
+    void restore();
+
+    std::uint32_t stageCount() const { return controllers.size(); }
+
+private:
+    void registerVolumeControllers(const std::shared_ptr<audio::IPart>& part);
+
+    std::shared_ptr<audio::IConnector> connector;
+    kvo::Array<std::shared_ptr<audio::IPart>> parts;
+    kvo::Array<std::shared_ptr<audio::IAudioVolumeLevel>> controllers;
+    kvo::Array<float> savedLevels;
+    std::string micName;
+};
+
+}  // namespace kvormicrophone

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "Device.hpp"
+#include "Event.hpp"
+#include "MessageBox2.hpp"
+#include "Parameter.hpp"
+#include "Test.hpp"
+#include "TestResult.hpp"
+#include "Value.hpp"
+#include "VeskException.hpp"
+
+namespace vesk5 {
+
+// The module's view of the diagnostic framework: registration, the
+// dispatcher, and the services a running test uses. Objects it returns are
+// owned by the framework and live until the process ends.
+class DiagModule {
+public:
+    using ModuleInitCallback = void (*)();
+
+    static Test* createTest(const std::string& name, const DeviceCapability& capability,
+                            TestFunction function);
+    static Event* createEvent(const std::string& key);
+    static Parameter* createParameter(const std::string& name, DataType type,
+                                      const std::string& description, bool required,
+                                      bool userSettable);
+
+    static void setCmdLineArgs(int argc, const char* const* argv);
+    static void setVersion(unsigned major, unsigned minor, const std::string& build);
+    static void setModuleInitCallback(ModuleInitCallback callback);
+    // Runs the command line; returns the process exit status.
+    static int start();
+
+    static unsigned optionalDeviceCount();
+    static const DiagDevice& optionalDevice(unsigned index);
+
+    static void informative(Event* event, const char* source, int line);
+    static void warning(Event* event, const char* source, int line);
+    static void error(Event* event, const char* source, int line);
+
+    static bool promptEnable();
+    static bool checkForStop();
+    static void percentDone(int percent);
+    static std::string getBaseDirectory();
+    static std::unique_ptr<MessageBox2> createMessageBox2(const std::string& caption,
+                                                          const std::string& text);
+};
+
+}  // namespace vesk5

@@ -1,0 +1,81 @@
+#include "CommandLine.hpp"
+
+#include <CLI/CLI.hpp>
+
+namespace vesk5::host {
+
+std::string usageText() {
+    return "Usage:\n"
+           "  kvormicrophone list [--json]\n"
+           "  kvormicrophone devices [--audio wasapi|pulse|sim] [--machine FILE.json] [--json]\n"
+           "  kvormicrophone run TEST... [--param NAME=VALUE]... [--setting SECTION.KEY=VALUE]...\n"
+           "                 [--audio wasapi|pulse|sim] [--machine FILE.json] [--base-dir DIR] "
+           "[--realtime]\n"
+           "                 [--json] [--report FILE.json] [--log-level 1|2|3]\n"
+           "                 [--ui console|scripted|win32] [--answer pass|fail|cancel]\n"
+           "\n"
+           "Exit status: the run's result code: 0 PASS, 1 FAIL, 2 NODEVICE, 3 NOTSUPPORTED, 4 "
+           "CANNOTRUN,\n"
+           "5 BADPARAMS, 6 USERABORTED, 7 EXITEDABNORMALLY, 8 INTERNALERROR, 9 TESTNOTSTARTED.\n";
+}
+
+namespace {
+
+void addAudioOptions(CLI::App& command, Options& options) {
+    command.add_option("--audio", options.audio)->check(CLI::IsMember({"wasapi", "pulse", "sim"}));
+    command.add_option("--machine", options.machine);
+    command.add_flag("--json", options.json);
+}
+
+}  // namespace
+
+Options parseCommandLine(const std::vector<std::string>& arguments) {
+    Options options;
+    CLI::App app("kvormicrophone");
+    app.set_help_flag();  // --help is answered with usageText(), before parsing
+    app.require_subcommand(0, 1);
+
+    CLI::App* list = app.add_subcommand("list");
+    list->add_flag("--json", options.json);
+
+    CLI::App* devices = app.add_subcommand("devices");
+    addAudioOptions(*devices, options);
+
+    CLI::App* run = app.add_subcommand("run");
+    run->add_option("TEST", options.tests)->required();
+    run->add_option("--param", options.params)->allow_extra_args(false);
+    run->add_option("--setting", options.settings)->allow_extra_args(false);
+    addAudioOptions(*run, options);
+    run->add_option("--base-dir", options.baseDir);
+    run->add_flag("--realtime", options.realtime);
+    run->add_option("--report", options.reportPath);
+    run->add_option("--log-level", options.logLevel)->check(CLI::Range(1, 3));
+    run->add_option("--ui", options.ui)->check(CLI::IsMember({"console", "scripted", "win32"}));
+    run->add_option("--answer", options.answer)->check(CLI::IsMember({"pass", "fail", "cancel"}));
+
+    for (const std::string& argument : arguments) {
+        if (argument == "--help" || argument == "-h") {
+            return options;
+        }
+    }
+    if (arguments.empty()) {
+        throw UsageError("no command given; try --help");
+    }
+
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+    try {
+        app.parse(reversed);
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what());
+    }
+    if (list->parsed()) {
+        options.command = Command::List;
+    } else if (devices->parsed()) {
+        options.command = Command::Devices;
+    } else {
+        options.command = Command::Run;
+    }
+    return options;
+}
+
+}  // namespace vesk5::host

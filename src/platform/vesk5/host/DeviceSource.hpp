@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CommandLine.hpp"
+#include "platform/vesk5/Device.hpp"
+
+namespace vesk5::host {
+
+// Where the host's devices come from: the audio system chosen on the command
+// line. Tests are handed the test devices that they accept; the optional
+// devices (sound cards) are offered to tests that ask for them.
+class DeviceSource {
+public:
+    virtual ~DeviceSource() = default;
+    virtual std::vector<DiagDevice> testDevices() = 0;
+    virtual std::vector<DiagDevice> optionalDevices() = 0;
+    // "sim", "pulse", "wasapi", or "none"
+    virtual std::string audioName() const = 0;
+    virtual bool simulated() const = 0;
+    // Called when the run's stop flag is set by the audio system (a simulated stop request).
+    virtual bool stopRequested() { return false; }
+    // Text (or JSON with `json`) for `kvormicrophone devices`.
+    virtual std::string describeDevices(bool json) = 0;
+};
+
+// Opens the audio system of the options; throws kvo::Exception with one clear
+// line when it cannot be reached or a machine file is malformed.
+using DeviceSourceFactory = std::unique_ptr<DeviceSource> (*)(const Options& options);
+
+}  // namespace vesk5::host

@@ -1,0 +1,434 @@
+#include "Framework.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "EventCatalogue.hpp"
+#include "LogDirectory.hpp"
+#include "StopSignal.hpp"
+#include "Terminal.hpp"
+#include "platform/kvo/Console.hpp"
+#include "platform/kvo/Exception.hpp"
+#include "platform/kvo/FileSystem.hpp"
+#include "platform/kvo/LogSinks.hpp"
+#include "platform/kvo/Resource.hpp"
+#include "platform/kvo/System.hpp"
+
+namespace vesk5::host {
+namespace {
+
+DeviceSourceFactory deviceSourceFactory = nullptr;
+
+// The host without an audio system: nothing to enumerate.
+class NoDevices : public DeviceSource {
+public:
+    std::vector<DiagDevice> testDevices() override { return {}; }
+    std::vector<DiagDevice> optionalDevices() override { return {}; }
+    std::string audioName() const override { return "none"; }
+    bool simulated() const override { return false; }
+    std::string describeDevices(bool json) override {
+        return json ? "{\"audio\":\"none\",\"soundCards\":[],\"endpoints\":[]}\n"
+                    : "No audio system is available in this build.\n";
+    }
+};
+
+// Prompts go to the run's output when nobody is there to click.
+class OutputMessageBox : public MessageBox2 {
+public:
+    OutputMessageBox(std::string caption, std::string text, RunOutput* output)
+        : MessageBox2(std::move(caption), std::move(text)), output_(output) {}
+    Button show() override {
+        if (output_ != nullptr) {
+            output_->note(fmt::format("[{}] {}", caption(), text()));
+        }
+        return Button::Ok;
+    }
+
+private:
+    RunOutput* output_;
+};
+
+std::string flagsText(const Test& test) {
+    std::vector<std::string> flags;
+    if (test.interactive()) {
+        flags.emplace_back("interactive");
+    }
+    if (test.createsOwnGUI()) {
+        flags.emplace_back("creates own GUI");
+    }
+    if (test.enumeratesOnlyOnce()) {
+        flags.emplace_back("enumerates once");
+    }
+    for (const DeviceProperty& requirement : test.devicePropertyRequirements()) {
+        flags.push_back(fmt::format("requires {}={}", requirement.name, requirement.value));
+    }
+    for (const DeviceCapability& capability : test.optionalDeviceCapabilities()) {
+        flags.push_back(fmt::format("optional devices: {}", capability.name()));
+    }
+    return fmt::format("{}", fmt::join(flags, ", "));
+}
+
+TestResult combine(TestResult overall, TestResult next) {
+    return overall == TestResult::PASS() ? next : overall;
+}
+
+}  // namespace
+
+Framework& Framework::instance() {
+    // Created on first use: module globals register with it during static initialisation.
+    static Framework* framework = new Framework;
+    return *framework;
+}
+
+void Framework::setDeviceSourceFactory(DeviceSourceFactory factory) {
+    deviceSourceFactory = factory;
+}
+
+Test* Framework::createTest(const std::string& name, const DeviceCapability& capability,
+                            TestFunction function) {
+    tests_.push_back(std::make_unique<Test>(name, capability, function));
+    return tests_.back().get();
+}
+
+Event* Framework::createEvent(const std::string& key) {
+    events_.push_back(std::make_unique<Event>(key));
+    return events_.back().get();
+}
+
+Parameter* Framework::createParameter(const std::string& name, DataType type,
+                                      const std::string& description, bool required,
+                                      bool userSettable) {
+    parameters_.push_back(
+        std::make_unique<Parameter>(name, type, description, required, userSettable));
+    return parameters_.back().get();
+}
+
+void Framework::setVersion(unsigned major, unsigned minor, const std::string& build) {
+    version_ = fmt::format("{}.{}.{}", major, minor, build);
+}
+
+const DiagDevice& Framework::optionalDevice(unsigned index) const {
+    if (index >= optionalDevices_.size()) {
+        throw VeskException(fmt::format("optional device {} requested, {} available", index,
+                                        optionalDevices_.size()));
+    }
+    return optionalDevices_[index];
+}
+
+void Framework::raise(Event* event, Severity severity, const char* source, int line) {
+    if (event == nullptr) {
+        return;
+    }
+    RaisedEvent raised{event->key(),
+                       severity,
+                       eventText(event->key(), event->variables()),
+                       event->variables(),
+                       source != nullptr ? source : "",
+                       line};
+    KVO_LOG(kvo::Logger::get("vesk5"),
+            severity == Severity::Informative ? kvo::kLogInfo : kvo::kLogError,
+            "Event {} ({}) from {}:{}: {}", raised.key, severityName(severity), raised.source, line,
+            raised.text);
+    std::lock_guard lock(runMutex_);
+    if (output_) {
+        output_->event(currentTest_, raised);
+    }
+    if (report_ && report_->current() != nullptr) {
+        report_->current()->events.push_back(std::move(raised));
+    }
+}
+
+bool Framework::checkForStop() {
+    return stopSignalled() || (deviceSource_ && deviceSource_->stopRequested());
+}
+
+void Framework::percentDone(int percent) {
+    std::lock_guard lock(runMutex_);
+    if (output_) {
+        output_->progress(currentTest_, percent);
+    }
+    if (report_ && report_->current() != nullptr) {
+        report_->current()->progress.push_back(percent);
+    }
+}
+
+std::unique_ptr<MessageBox2> Framework::createMessageBox2(const std::string& caption,
+                                                          const std::string& text) {
+    return std::make_unique<OutputMessageBox>(caption, text, output_.get());
+}
+
+void Framework::initializeModule() {
+    if (!moduleInitialized_ && initCallback_ != nullptr) {
+        moduleInitialized_ = true;
+        initCallback_();
+    }
+}
+
+int Framework::start() {
+    Options options;
+    try {
+        options = parseCommandLine(arguments_);
+    } catch (const UsageError& error) {
+        kvo::cerr() << "kvormicrophone: " << error.what() << std::endl;
+        return TestResult::BADPARAMS().value();
+    }
+    initializeModule();
+    switch (options.command) {
+        case Command::Help:
+            kvo::cout() << usageText();
+            return TestResult::PASS().value();
+        case Command::List:
+            return list(options.json);
+        case Command::Devices:
+            return devices(options);
+        case Command::Run:
+            break;
+    }
+    return run(options);
+}
+
+int Framework::list(bool json) {
+    if (json) {
+        nlohmann::json tests = nlohmann::json::array();
+        for (const auto& test : tests_) {
+            nlohmann::json parameters = nlohmann::json::array();
+            for (const Parameter* parameter : test->parameters()) {
+                parameters.push_back(
+                    {{"name", parameter->name()}, {"type", parameter->type().name()}});
+            }
+            tests.push_back({{"name", test->name()},
+                             {"capability", test->capability().name()},
+                             {"flags", flagsText(*test)},
+                             {"parameters", parameters}});
+        }
+        nlohmann::json events = nlohmann::json::array();
+        for (const auto& event : events_) {
+            events.push_back({{"key", event->key()}, {"text", eventText(event->key())}});
+        }
+        kvo::cout() << nlohmann::json{{"module", "kvormicrophone"},
+                                      {"version", version_},
+                                      {"tests", tests},
+                                      {"events", events}}
+                           .dump(2)
+                    << std::endl;
+        return TestResult::PASS().value();
+    }
+    kvo::cout() << fmt::format("kvormicrophone {}\n\nTests:\n", version_);
+    for (const auto& test : tests_) {
+        kvo::cout() << fmt::format("  {}  (device: {}; {})\n", test->name(),
+                                   test->capability().name(), flagsText(*test));
+        for (const Parameter* parameter : test->parameters()) {
+            kvo::cout() << fmt::format("      --param {}=<{}>\n", parameter->name(),
+                                       parameter->type().name());
+        }
+    }
+    kvo::cout() << fmt::format("\nEvents ({}):\n", events_.size());
+    for (const auto& event : events_) {
+        kvo::cout() << fmt::format("  {:<32} {}\n", event->key(), eventText(event->key()));
+    }
+    kvo::cout().flush();
+    return TestResult::PASS().value();
+}
+
+int Framework::devices(const Options& options) {
+    try {
+        std::unique_ptr<DeviceSource> source = deviceSourceFactory != nullptr
+                                                   ? deviceSourceFactory(options)
+                                                   : std::make_unique<NoDevices>();
+        kvo::cout() << source->describeDevices(options.json) << std::flush;
+        return TestResult::PASS().value();
+    } catch (const kvo::Exception& error) {
+        kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
+        return TestResult::CANNOTRUN().value();
+    }
+}
+
+std::string Framework::selectTests(const Options& options, std::vector<Test*>& selected) {
+    for (const std::string& name : options.tests) {
+        const auto it = std::find_if(tests_.begin(), tests_.end(),
+                                     [&](const auto& t) { return t->name() == name; });
+        if (it == tests_.end()) {
+            std::vector<std::string> known;
+            for (const auto& test : tests_) {
+                known.push_back(test->name());
+            }
+            return fmt::format("unknown test '{}' (tests: {})", name, fmt::join(known, ", "));
+        }
+        selected.push_back(it->get());
+    }
+    return {};
+}
+
+std::string Framework::applyParameters(const Options& options, const std::vector<Test*>& selected) {
+    for (const std::string& assignment : options.params) {
+        const std::size_t equals = assignment.find('=');
+        if (equals == std::string::npos || equals == 0) {
+            return fmt::format("malformed --param '{}': expected NAME=VALUE", assignment);
+        }
+        const std::string name = assignment.substr(0, equals);
+        const std::string value = assignment.substr(equals + 1);
+        bool found = false;
+        for (Test* test : selected) {
+            if (Parameter* parameter = test->findParameter(name)) {
+                found = true;
+                if (!parameter->setFromText(value)) {
+                    return fmt::format(
+                        "parameter {} of {} expects a {} value, got '{}'", name, test->name(),
+                        parameter->type() == DataType::BOOLEAN() ? "true/false" : "whole number",
+                        value);
+                }
+            }
+        }
+        if (!found) {
+            return fmt::format("no test being run has a parameter '{}'", name);
+        }
+    }
+    return {};
+}
+
+std::string Framework::prepareBaseDirectory(const Options& options) {
+    baseDirectory_ =
+        options.baseDir.empty() ? kvo::fromPath(std::filesystem::current_path()) : options.baseDir;
+    if (!kvo::FileSystem::createDirectories(logDirectory(baseDirectory_))) {
+        return fmt::format("cannot create the log directory {}", logDirectory(baseDirectory_));
+    }
+    return {};
+}
+
+std::string Framework::applySettings(const Options& options) {
+    kvo::Settings settings;
+    const std::string file = baseDirectory_ + "/kvormicrophone.ini";
+    try {
+        if (kvo::FileSystem::exists(file)) {
+            settings = kvo::Settings::load(file);
+        }
+    } catch (const kvo::Exception& error) {
+        return error.getMessage();
+    }
+    kvo::Resource::setSettings(std::move(settings));
+    for (const std::string& assignment : options.settings) {
+        if (!kvo::Resource::applyOverride(assignment)) {
+            return fmt::format("malformed --setting '{}': expected SECTION.KEY=VALUE", assignment);
+        }
+    }
+    return {};
+}
+
+int Framework::run(const Options& options) {
+    std::vector<Test*> selected;
+    for (const std::string& problem :
+         {selectTests(options, selected), applyParameters(options, selected)}) {
+        if (!problem.empty()) {
+            kvo::cerr() << "kvormicrophone: " << problem << std::endl;
+            return TestResult::BADPARAMS().value();
+        }
+    }
+    if (const std::string problem = prepareBaseDirectory(options); !problem.empty()) {
+        kvo::cerr() << "kvormicrophone: " << problem << std::endl;
+        return TestResult::CANNOTRUN().value();
+    }
+    if (const std::string problem = applySettings(options); !problem.empty()) {
+        kvo::cerr() << "kvormicrophone: " << problem << std::endl;
+        return TestResult::BADPARAMS().value();
+    }
+
+    kvo::Logger::setGlobalPriority(options.logLevel.value_or(kvo::kLogInfo));
+    std::shared_ptr<kvo::FileLogSink> logFile;
+    try {
+        logFile = std::make_shared<kvo::FileLogSink>(logDirectory(baseDirectory_) +
+                                                     "/kvormicrophone.log");
+        kvo::Logger::addSink(logFile);
+        deviceSource_ = deviceSourceFactory != nullptr ? deviceSourceFactory(options)
+                                                       : std::make_unique<NoDevices>();
+    } catch (const kvo::Exception& error) {
+        kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
+        if (logFile) {
+            kvo::Logger::removeSink(logFile);
+        }
+        return TestResult::CANNOTRUN().value();
+    }
+
+    installStopSignal();
+    promptEnable_ = options.ui == "console" || options.ui == "win32";
+    output_ = std::make_unique<RunOutput>(kvo::cout(), options.json, isTerminal(kvo::cout()));
+    report_ = std::make_unique<RunReport>(version_, deviceSource_->audioName(),
+                                          deviceSource_->simulated());
+
+    TestResult overall = TestResult::PASS();
+    for (Test* test : selected) {
+        overall = combine(overall, runTest(*test));
+    }
+    output_->runResult(overall);
+    report_->finish(overall);
+
+    int exitCode = overall.value();
+    if (!options.reportPath.empty()) {
+        try {
+            report_->write(options.reportPath);
+        } catch (const kvo::Exception& error) {
+            kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
+            exitCode = combine(overall, TestResult::CANNOTRUN()).value();
+        }
+    }
+    kvo::Logger::flushAll();
+    kvo::Logger::removeSink(logFile);
+    {
+        std::lock_guard lock(runMutex_);
+        output_.reset();
+        report_.reset();
+    }
+    deviceSource_.reset();
+    return exitCode;
+}
+
+TestResult Framework::runTest(Test& test) {
+    std::vector<DiagDevice> candidates;
+    for (DiagDevice& device : deviceSource_->testDevices()) {
+        if (test.accepts(device)) {
+            candidates.push_back(std::move(device));
+        }
+    }
+    optionalDevices_.clear();
+    for (DiagDevice& device : deviceSource_->optionalDevices()) {
+        const auto& wanted = test.optionalDeviceCapabilities();
+        if (std::find(wanted.begin(), wanted.end(), device.type()) != wanted.end()) {
+            optionalDevices_.push_back(std::move(device));
+        }
+    }
+    if (candidates.empty()) {
+        output_->note(fmt::format("{}: no {} device to run on (audio system: {})", test.name(),
+                                  test.capability().name(), deviceSource_->audioName()));
+        report_->beginTest(test.name(), "");
+        report_->endTest(TestResult::NODEVICE(), {});
+        output_->testResult(test.name(), TestResult::NODEVICE(), deviceSource_->simulated());
+        return TestResult::NODEVICE();
+    }
+    if (test.enumeratesOnlyOnce()) {
+        candidates.erase(candidates.begin() + 1, candidates.end());
+    }
+    TestResult overall = TestResult::PASS();
+    for (const DiagDevice& device : candidates) {
+        const LogDirectorySnapshot before(logDirectory(baseDirectory_));
+        {
+            std::lock_guard lock(runMutex_);
+            currentTest_ = test.name();
+            report_->beginTest(test.name(), device.name());
+        }
+        output_->testStarted(test.name(), device.name());
+        const TestResult result = test.function()(device);
+        {
+            std::lock_guard lock(runMutex_);
+            report_->endTest(result, before.changedFiles());
+            currentTest_.clear();
+        }
+        output_->testResult(test.name(), result, deviceSource_->simulated());
+        overall = combine(overall, result);
+    }
+    return overall;
+}
+
+}  // namespace vesk5::host

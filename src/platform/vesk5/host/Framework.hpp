@@ -1,0 +1,87 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "CommandLine.hpp"
+#include "DeviceSource.hpp"
+#include "RunOutput.hpp"
+#include "RunReport.hpp"
+#include "platform/vesk5/DiagModule.hpp"
+
+namespace vesk5::host {
+
+// The diagnostic framework behind DiagModule: the registry of tests, events
+// and parameters, and the command-line dispatcher that runs them.
+class Framework {
+public:
+    // The process-wide framework that DiagModule forwards to.
+    static Framework& instance();
+    // The audio systems the host can open; set once by the process entry.
+    static void setDeviceSourceFactory(DeviceSourceFactory factory);
+
+    Framework() = default;
+    Framework(const Framework&) = delete;
+    Framework& operator=(const Framework&) = delete;
+
+    Test* createTest(const std::string& name, const DeviceCapability& capability,
+                     TestFunction function);
+    Event* createEvent(const std::string& key);
+    Parameter* createParameter(const std::string& name, DataType type,
+                               const std::string& description, bool required, bool userSettable);
+
+    void setCmdLineArgs(std::vector<std::string> arguments) { arguments_ = std::move(arguments); }
+    void setVersion(unsigned major, unsigned minor, const std::string& build);
+    void setModuleInitCallback(DiagModule::ModuleInitCallback callback) {
+        initCallback_ = callback;
+    }
+    int start();
+
+    unsigned optionalDeviceCount() const { return static_cast<unsigned>(optionalDevices_.size()); }
+    const DiagDevice& optionalDevice(unsigned index) const;
+    void raise(Event* event, Severity severity, const char* source, int line);
+    bool promptEnable() const { return promptEnable_; }
+    bool checkForStop();
+    void percentDone(int percent);
+    std::string baseDirectory() const { return baseDirectory_; }
+    std::unique_ptr<MessageBox2> createMessageBox2(const std::string& caption,
+                                                   const std::string& text);
+
+    const std::vector<std::unique_ptr<Test>>& tests() const { return tests_; }
+    const std::vector<std::unique_ptr<Event>>& events() const { return events_; }
+    std::string versionText() const { return version_; }
+
+private:
+    int list(bool json);
+    int devices(const Options& options);
+    int run(const Options& options);
+    void initializeModule();
+    // Each returns an error line, or "" when all is well.
+    std::string selectTests(const Options& options, std::vector<Test*>& selected);
+    std::string applyParameters(const Options& options, const std::vector<Test*>& selected);
+    std::string prepareBaseDirectory(const Options& options);
+    std::string applySettings(const Options& options);
+    TestResult runTest(Test& test);
+
+    std::vector<std::unique_ptr<Test>> tests_;
+    std::vector<std::unique_ptr<Event>> events_;
+    std::vector<std::unique_ptr<Parameter>> parameters_;
+    std::vector<std::string> arguments_;
+    std::string version_ = "0.0";
+    DiagModule::ModuleInitCallback initCallback_ = nullptr;
+    bool moduleInitialized_ = false;
+
+    // State of the run in progress.
+    std::mutex runMutex_;
+    std::unique_ptr<DeviceSource> deviceSource_;
+    std::vector<DiagDevice> optionalDevices_;
+    std::unique_ptr<RunOutput> output_;
+    std::unique_ptr<RunReport> report_;
+    std::string currentTest_;
+    std::string baseDirectory_ = ".";
+    bool promptEnable_ = false;
+};
+
+}  // namespace vesk5::host

@@ -1,0 +1,132 @@
+#include "RunOutput.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace vesk5::host {
+
+std::string_view severityName(Severity severity) {
+    switch (severity) {
+        case Severity::Informative:
+            return "info";
+        case Severity::Warning:
+            return "warning";
+        default:
+            return "error";
+    }
+}
+
+namespace {
+
+nlohmann::json variablesJson(const std::vector<std::pair<std::string, Value>>& variables) {
+    nlohmann::json object = nlohmann::json::object();
+    for (const auto& [name, value] : variables) {
+        object[name] = value.toString();
+    }
+    return object;
+}
+
+std::string progressBar(int percent) {
+    constexpr int kWidth = 30;
+    const int filled = std::clamp(percent, 0, 100) * kWidth / 100;
+    return std::string(static_cast<std::size_t>(filled), '#') +
+           std::string(static_cast<std::size_t>(kWidth - filled), '.');
+}
+
+}  // namespace
+
+RunOutput::RunOutput(std::ostream& stream, bool json, bool progressBar)
+    : stream_(stream), json_(json), progressBar_(progressBar && !json) {}
+
+void RunOutput::endProgressLine() {
+    if (progressLineOpen_) {
+        stream_ << '\n';
+        progressLineOpen_ = false;
+    }
+}
+
+void RunOutput::note(const std::string& text) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "note"}, {"text", text}}.dump() << std::endl;
+        return;
+    }
+    endProgressLine();
+    stream_ << text << std::endl;
+}
+
+void RunOutput::testStarted(const std::string& test, const std::string& device) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "start"}, {"test", test}, {"device", device}}.dump()
+                << std::endl;
+        return;
+    }
+    endProgressLine();
+    stream_ << fmt::format("{} on \"{}\"", test, device) << std::endl;
+}
+
+void RunOutput::event(const std::string& test, const RaisedEvent& event) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "event"},
+                                  {"test", test},
+                                  {"key", event.key},
+                                  {"severity", severityName(event.severity)},
+                                  {"text", event.text},
+                                  {"variables", variablesJson(event.variables)},
+                                  {"source", event.source},
+                                  {"line", event.line}}
+                       .dump()
+                << std::endl;
+        return;
+    }
+    endProgressLine();
+    stream_ << fmt::format("  {:<7} {}: {}", severityName(event.severity), event.key, event.text)
+            << std::endl;
+}
+
+void RunOutput::progress(const std::string& test, int percent) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "progress"}, {"test", test}, {"percent", percent}}.dump()
+                << std::endl;
+    } else if (progressBar_) {
+        stream_ << fmt::format("\r  [{}] {:3}%", progressBar(percent), percent) << std::flush;
+        progressLineOpen_ = true;
+    } else {
+        stream_ << fmt::format("  progress {}%", percent) << std::endl;
+    }
+}
+
+void RunOutput::testResult(const std::string& test, TestResult result, bool simulated) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "result"},
+                                  {"test", test},
+                                  {"result", result.name()},
+                                  {"code", result.value()},
+                                  {"simulated", simulated}}
+                       .dump()
+                << std::endl;
+        return;
+    }
+    endProgressLine();
+    stream_ << fmt::format("{}: {}{}", test, result.name(), simulated ? " (simulated PC)" : "")
+            << std::endl;
+}
+
+void RunOutput::runResult(TestResult result) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "run"},
+                                  {"result", result.name()},
+                                  {"code", result.value()}}
+                       .dump()
+                << std::endl;
+    }
+}
+
+}  // namespace vesk5::host

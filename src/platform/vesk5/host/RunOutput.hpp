@@ -1,0 +1,50 @@
+#pragma once
+
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/vesk5/TestResult.hpp"
+#include "platform/vesk5/Value.hpp"
+
+namespace vesk5::host {
+
+enum class Severity { Informative, Warning, Error };
+std::string_view severityName(Severity severity);
+
+struct RaisedEvent {
+    std::string key;
+    Severity severity;
+    std::string text;
+    std::vector<std::pair<std::string, Value>> variables;
+    std::string source;
+    int line;
+};
+
+// What a run shows while it goes: events with their severity, progress and
+// results, as text for people or as one JSON object per line for programs.
+// Calls may come from any thread.
+class RunOutput {
+public:
+    RunOutput(std::ostream& stream, bool json, bool progressBar);
+
+    void note(const std::string& text);
+    void testStarted(const std::string& test, const std::string& device);
+    void event(const std::string& test, const RaisedEvent& event);
+    void progress(const std::string& test, int percent);
+    void testResult(const std::string& test, TestResult result, bool simulated);
+    void runResult(TestResult result);
+
+private:
+    void endProgressLine();
+
+    std::mutex mutex_;
+    std::ostream& stream_;
+    bool json_;
+    bool progressBar_;
+    bool progressLineOpen_ = false;
+};
+
+}  // namespace vesk5::host

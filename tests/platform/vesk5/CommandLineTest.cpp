@@ -1,0 +1,74 @@
+#include "platform/vesk5/host/CommandLine.hpp"
+
+#include <gtest/gtest.h>
+
+namespace vesk5::host {
+namespace {
+
+using Args = std::vector<std::string>;
+
+TEST(CommandLine, RunTakesTestsParamsSettingsAndOptionsInAnyOrder) {
+    const Options options = parseCommandLine({"run",
+                                              "FrequencyToneTest",
+                                              "--param",
+                                              "FrequencyList=440,1000",
+                                              "MicrophoneTest",
+                                              "--setting",
+                                              "kvormicrophone.a.value=1",
+                                              "--audio",
+                                              "sim",
+                                              "--json",
+                                              "--report",
+                                              "r.json",
+                                              "--log-level",
+                                              "1",
+                                              "--base-dir",
+                                              "/tmp/x",
+                                              "--realtime",
+                                              "--ui",
+                                              "scripted",
+                                              "--answer",
+                                              "fail"});
+    EXPECT_EQ(options.command, Command::Run);
+    EXPECT_EQ(options.tests, (Args{"FrequencyToneTest", "MicrophoneTest"}));
+    EXPECT_EQ(options.params, Args{"FrequencyList=440,1000"});
+    EXPECT_EQ(options.settings, Args{"kvormicrophone.a.value=1"});
+    EXPECT_EQ(options.audio, "sim");
+    EXPECT_TRUE(options.json);
+    EXPECT_TRUE(options.realtime);
+    EXPECT_EQ(options.reportPath, "r.json");
+    EXPECT_EQ(options.logLevel, 1);
+    EXPECT_EQ(options.baseDir, "/tmp/x");
+    EXPECT_EQ(options.ui, "scripted");
+    EXPECT_EQ(options.answer, "fail");
+}
+
+TEST(CommandLine, RepeatedParamsAreKeptInOrder) {
+    const Options options =
+        parseCommandLine({"run", "T", "--param", "A=1", "--param", "B=", "--param", "A=2"});
+    EXPECT_EQ(options.params, (Args{"A=1", "B=", "A=2"}));
+}
+
+TEST(CommandLine, ListDevicesAndHelp) {
+    EXPECT_EQ(parseCommandLine({"list"}).command, Command::List);
+    EXPECT_TRUE(parseCommandLine({"list", "--json"}).json);
+    const Options devices = parseCommandLine({"devices", "--audio", "sim", "--machine", "m.json"});
+    EXPECT_EQ(devices.command, Command::Devices);
+    EXPECT_EQ(devices.machine, "m.json");
+    EXPECT_EQ(parseCommandLine({"run", "--help"}).command, Command::Help);
+    EXPECT_EQ(parseCommandLine({"-h"}).command, Command::Help);
+}
+
+TEST(CommandLine, MalformedCommandLinesAreUsageErrors) {
+    for (const Args& bad :
+         {Args{}, Args{"frob"}, Args{"run"}, Args{"run", "T", "--audio", "alsa"},
+          Args{"run", "T", "--log-level", "4"}, Args{"run", "T", "--log-level", "x"},
+          Args{"run", "T", "--param"}, Args{"run", "T", "--bogus"}, Args{"list", "extra"},
+          Args{"run", "T", "--ui", "gtk"}, Args{"run", "T", "--answer", "maybe"},
+          Args{"devices", "--report", "x"}}) {
+        EXPECT_THROW(parseCommandLine(bad), UsageError) << testing::PrintToString(bad);
+    }
+}
+
+}  // namespace
+}  // namespace vesk5::host
