@@ -5,5 +5,7 @@
 
 int main(int argc, char** argv) {
     vesk5::host::Framework::setDeviceSourceFactory(vesk5::host::openAudioDevices);
-    return kvormicrophone::theApp.Run(libMFC::processArguments(argc, argv));
+    const int exitCode = kvormicrophone::theApp.Run(libMFC::processArguments(argc, argv));
+    vesk5::host::Framework::instance().closeDevices();
+    return exitCode;
 }

@@ -342,6 +342,7 @@ int Framework::run(const Options& options) {
         logFile = std::make_shared<kvo::FileLogSink>(logDirectory(baseDirectory_) +
                                                      "/kvormicrophone.log");
         kvo::Logger::addSink(logFile);
+        deviceSource_.reset();
         deviceSource_ = deviceSourceFactory != nullptr ? deviceSourceFactory(options)
                                                        : std::make_unique<NoDevices>();
     } catch (const kvo::Exception& error) {
@@ -351,6 +352,20 @@ int Framework::run(const Options& options) {
         }
         return TestResult::CANNOTRUN().value();
     }
+
+    // However the run ends, even by an exception, nothing of it may write to
+    // the console or the log file afterwards.
+    struct RunState {
+        Framework& framework;
+        std::shared_ptr<kvo::FileLogSink> logFile;
+        ~RunState() {
+            kvo::Logger::flushAll();
+            kvo::Logger::removeSink(logFile);
+            std::lock_guard lock(framework.runMutex_);
+            framework.output_.reset();
+            framework.report_.reset();
+        }
+    } runState{*this, logFile};
 
     installStopSignal();
     promptEnable_ = options.ui == "console" || options.ui == "win32";
@@ -374,15 +389,11 @@ int Framework::run(const Options& options) {
             exitCode = combine(overall, TestResult::CANNOTRUN()).value();
         }
     }
-    kvo::Logger::flushAll();
-    kvo::Logger::removeSink(logFile);
-    {
-        std::lock_guard lock(runMutex_);
-        output_.reset();
-        report_.reset();
-    }
-    deviceSource_.reset();
     return exitCode;
+}
+
+void Framework::closeDevices() {
+    deviceSource_.reset();
 }
 
 TestResult Framework::runTest(Test& test) {

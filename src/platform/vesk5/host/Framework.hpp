@@ -38,6 +38,10 @@ public:
         initCallback_ = callback;
     }
     int start();
+    // Closes the audio system of the last run. It stays open after start()
+    // returns so that the module's engines can put the user's levels back
+    // when they are torn down; the process entry calls this last.
+    void closeDevices();
 
     unsigned optionalDeviceCount() const { return static_cast<unsigned>(optionalDevices_.size()); }
     const DiagDevice& optionalDevice(unsigned index) const;
