@@ -4,7 +4,7 @@
 set -euo pipefail
 
 native=(cmake ninja-build g++ pkg-config libfmt-dev nlohmann-json3-dev libcli11-dev googletest
-        libbenchmark-dev libfftw3-dev clang-format sox libsndfile1-dev)
+        libbenchmark-dev libfftw3-dev clang-format sox libsndfile1-dev tmux pulseaudio libpulse-dev)
 windows=(mingw-w64 g++-mingw-w64-x86-64-posix wine wine64)
 
 packages=("${native[@]}")

@@ -3,12 +3,18 @@
 #include <array>
 #include <new>
 
+#include "MicrophoneDialogCommon.hpp"
+#include "MicrophoneDlg.hpp"
+#include "MicrophoneTestMFCUI.hpp"
+#include "MicrophoneTestParameter.hpp"
 #include "ModuleGlobals.hpp"
 #include "ModuleLogger.hpp"
 #include "Test/FrequencyToneTestLegacy.hpp"
 #include "Test/NonInteractiveMicTestWin7.hpp"
 #include "platform/audio/CurrentSystem.hpp"
 #include "platform/kvo/TraceLogger.hpp"
+#include "platform/ui/Dialog.hpp"
+#include "platform/ui/Mci.hpp"
 
 namespace kvormicrophone {
 
@@ -49,10 +55,52 @@ TestResult integratedMicrophoneTest(const vesk5::DiagDevice&) {
     return NonInteractiveMicTest::runTest(*g_integratedMicEngine, config);
 }
 
+namespace {
+
+// Vista and later: the record/playback engine behind the progress dialog.
+TestResult interactiveTestOnEngine() {
+    MicrophoneTestWin7 engine;
+    DeviceList microphones;
+    if (engine.microphoneDeviceList(microphones) == 0) {
+        // Nothing to record from: the same verdict the pre-Vista dialog gives.
+        KVO_LOG(moduleLogger(), kvo::kLogError, "No input mixer devices found.  Cannot run.");
+        DiagModule::warning(events::MSG_DOES_NOT_SUPPORT_RECORDING, kSource, __LINE__);
+        return TestResult::CANNOTRUN();
+    }
+    MicrophoneTestMFCUI dialog(dialog::IDD_MICROPHONE, &engine);
+    engine.setUI(&dialog);
+    engine.setRecordingDuration(dialog::kRecordingMs);
+    dialog.doModal(ui::currentDialogService());
+    engine.setUI(nullptr);
+    const TestResult result = engine.result();
+    if (result == TestResult::FAIL()) {
+        DiagModule::error(events::TestFailed, kSource, __LINE__);
+    }
+    return result;
+}
+
+// Before Vista: the MCI dialog.
+TestResult interactiveTestOnMci() {
+    TestResult result = TestResult::INTERNALERROR();
+    const int resource = MicrophoneTestParameter::useTroubleshooterDialog()
+                             ? dialog::IDD_TROUBLESHOOTER
+                             : dialog::IDD_MICROPHONE;
+    ui::MciService& mci = ui::currentMciService();
+    CMicrophoneDlg dialog(resource, mci);
+    dialog.doModal(ui::currentDialogService());
+    result = dialog.result();
+    // A device the dialog left open is closed here; closing none only fails.
+    mci.close(dialog.deviceId());
+    return result;
+}
+
+}  // namespace
+
 TestResult MicrophoneTest(const vesk5::DiagDevice&) {
     kvo::TraceLogger trace(moduleLogger(), "MicrophoneTest", kSource);
-    KVO_LOG(moduleLogger(), kvo::kLogError, "MicrophoneTest is not available in this build");
-    return TestResult::CANNOTRUN();
+    const COMInitializer com;
+    return audio::currentSystem().isWindowsVersionOrLater(6, 0) ? interactiveTestOnEngine()
+                                                                : interactiveTestOnMci();
 }
 
 bool useLegacyAudioAPI(const vesk5::DiagDevice&) {

@@ -17,3 +17,16 @@ kvo_add_library(kvo_audio_sim
         ${CMAKE_CURRENT_LIST_DIR}/sim/SimulatedSystem.cpp
         ${CMAKE_CURRENT_LIST_DIR}/sim/World.cpp
     DEPENDS kvo_audio_api kvo kvo_fmt kvo_json)
+
+# The PulseAudio backend, on Linux where libpulse is installed.
+if(NOT WIN32)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+    kvo_add_library(kvo_audio_pulse
+        SOURCES
+            ${CMAKE_CURRENT_LIST_DIR}/pulse/PulseDevices.cpp
+            ${CMAKE_CURRENT_LIST_DIR}/pulse/PulseServer.cpp
+            ${CMAKE_CURRENT_LIST_DIR}/pulse/PulseStreams.cpp
+            ${CMAKE_CURRENT_LIST_DIR}/pulse/PulseSystem.cpp
+        DEPENDS kvo_audio_api kvo kvo_fmt PkgConfig::PULSE Threads::Threads)
+endif()

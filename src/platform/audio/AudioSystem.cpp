@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "LegacyWave.hpp"
+#include "platform/kvo/Resource.hpp"
 
 namespace audio {
 
@@ -177,6 +178,13 @@ std::unique_ptr<AudioCaptureLegacyWave> AudioSystem::createAudioCaptureLegacyWav
 
 std::unique_ptr<AudioRendererLegacyWave> AudioSystem::createAudioRendererLegacyWave() {
     return std::make_unique<LegacyWaveRenderer>(createWaveOut());
+}
+
+bool AudioSystem::externalMicTestingAllowedBySettings() {
+    kvo::String value;
+    bool allowed = false;
+    return kvo::Resource::getSetting("audio", "AllowExternalMicTesting", value) &&
+           kvo::strToBoolean(kvo::trim(value), allowed) && allowed;
 }
 
 }  // namespace audio

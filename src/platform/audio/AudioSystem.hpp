@@ -50,8 +50,9 @@ public:
     }
     bool isIntegratedSpeaker(AudioDevice& device) { return audio::isIntegratedSpeaker(device); }
     // Whether the non-interactive microphone test may take external microphones
-    // too. Real backends say no; a simulated machine says what its file says.
-    virtual bool allowExternalMicTesting() const { return false; }
+    // too: when the setting [audio] AllowExternalMicTesting is true, or, on a
+    // simulated PC, when its machine file says so.
+    virtual bool allowExternalMicTesting() const { return externalMicTestingAllowedBySettings(); }
 
     // The operating system's version; "10.0" on every system but Windows
     // unless a simulated machine sets another.
@@ -64,6 +65,9 @@ public:
     // A stop the audio system asks for on its own: a simulated machine's
     // scheduled stop request. The host ORs it into its stop flag.
     virtual bool stopRequested() { return false; }
+
+protected:
+    static bool externalMicTestingAllowedBySettings();
 };
 
 }  // namespace audio

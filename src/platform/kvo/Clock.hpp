@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 
@@ -24,6 +25,11 @@ public:
     virtual void attach(std::uint64_t /*reservedTurn*/) {}
     void attach() { attach(reserveTurn()); }
     virtual void detach() {}
+    // Returns once `running` is false. A thread that takes part in a virtual
+    // clock waits on the clock, so that time never runs ahead while the
+    // thread it waits for is finishing; otherwise there is nothing to wait for
+    // here and the caller joins the thread.
+    virtual void awaitEnd(const std::atomic<bool>& running) { static_cast<void>(running); }
 
     static Clock& instance();
     // Makes `clock` the process clock and returns the previous one; the caller keeps ownership.
@@ -54,7 +60,9 @@ private:
 };
 
 // The calling thread steps out of the process clock while it blocks on
-// something else (joining a thread), so that time can go on without it.
+// something outside the program (a person at the keyboard); time goes on
+// without it meanwhile. Not for waiting on threads of the program:
+// ManagedThread::join waits on the clock itself.
 class ClockBlockedScope {
 public:
     ClockBlockedScope();

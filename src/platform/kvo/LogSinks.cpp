@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "Clock.hpp"
 #include "Exception.hpp"
 #include "System.hpp"
 
@@ -22,9 +23,12 @@ FileLogSink::~FileLogSink() {
 void FileLogSink::write(const LogRecord& record) {
     const auto now =
         std::chrono::time_point_cast<std::chrono::milliseconds>(std::chrono::system_clock::now());
-    const std::string line =
-        fmt::format("{:%Y-%m-%d %H:%M:%S} {} P{} {}\n", now, record.logger, record.priority,
-                    formatLogMessage(record.tag, record.text));
+    // The process clock's time beside the wall time: on a simulated PC the two differ.
+    const auto clockMs =
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::instance().now()).count();
+    const std::string line = fmt::format(
+        "{:%Y-%m-%d %H:%M:%S} +{}.{:03}s {} P{} {}\n", now, clockMs / 1000, clockMs % 1000,
+        record.logger, record.priority, formatLogMessage(record.tag, record.text));
     std::fwrite(line.data(), 1, line.size(), file_);
 }
 

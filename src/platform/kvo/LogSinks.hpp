@@ -8,7 +8,7 @@
 
 namespace kvo {
 
-// Appends "<time> <logger> P<priority> <tag> <text>" lines to a file.
+// Appends "<time> +<clock seconds>s <logger> P<priority> <tag> <text>" lines to a file.
 class FileLogSink : public LogSink {
 public:
     // Throws kvo::Exception when the file cannot be opened for appending.

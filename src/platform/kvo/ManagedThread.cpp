@@ -42,7 +42,7 @@ void ManagedThread::run() {
 
 void ManagedThread::join() {
     if (thread_.joinable()) {
-        ClockBlockedScope blocked;
+        Clock::instance().awaitEnd(running_);
         thread_.join();
     }
 }

@@ -1,6 +1,7 @@
 #include "VirtualClock.hpp"
 
 #include <algorithm>
+#include <thread>
 
 namespace kvo {
 
@@ -40,6 +41,33 @@ void VirtualClock::detach() {
     std::lock_guard lock(mutex_);
     participantRunning_ = false;
     dispatchNext();
+}
+
+void VirtualClock::awaitEnd(const std::atomic<bool>& running) {
+    if (detail::participatingClock() != this) {
+        return;
+    }
+    // Wake up together with the next sleeper, after it: the ending thread
+    // clears the flag while it has the turn, so the flag is seen at the very
+    // time the thread ends and the clock never runs ahead of it. Other threads
+    // that await an end are no reason to wake up; counting them would let two
+    // of them hand the turn to each other forever.
+    while (running.load()) {
+        std::unique_lock lock(mutex_);
+        participantRunning_ = false;
+        const auto sleeper = std::find_if(waiting_.begin(), waiting_.end(), [&](const auto& entry) {
+            return !awaiting_.contains(entry.second);
+        });
+        const bool alone = sleeper == waiting_.end();
+        const std::uint64_t turn = enqueue(alone ? now_ : std::max(now_, sleeper->first.first));
+        awaiting_.insert(turn);
+        waitForTurn(lock, turn);
+        awaiting_.erase(turn);
+        if (alone) {
+            lock.unlock();
+            std::this_thread::yield();  // the thread ends outside the clock
+        }
+    }
 }
 
 std::uint64_t VirtualClock::enqueue(Duration wakeUp) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include "Clock.hpp"
@@ -26,6 +27,7 @@ public:
     void attach(std::uint64_t reservedTurn) override;
     using Clock::attach;
     void detach() override;
+    void awaitEnd(const std::atomic<bool>& running) override;
 
 private:
     std::uint64_t enqueue(Duration wakeUp);
@@ -39,6 +41,7 @@ private:
     std::uint64_t currentTurn_ = 0;
     std::uint64_t nextTurn_ = 1;
     std::map<std::pair<Duration, std::uint64_t>, std::uint64_t> waiting_;
+    std::set<std::uint64_t> awaiting_;  // turns of threads waiting for another thread's end
 };
 
 }  // namespace kvo

@@ -1,8 +1,9 @@
 #include "CommandLineParser.hpp"
 
 #ifdef _WIN32
-#include <shellapi.h>
 #include <windows.h>
+// shellapi.h builds on the declarations of windows.h.
+#include <shellapi.h>
 #endif
 
 namespace libMFC {

@@ -1,5 +1,6 @@
 #include "DiagModule.hpp"
 
+#include "host/EventCatalogue.hpp"
 #include "host/Framework.hpp"
 
 namespace vesk5 {
@@ -81,6 +82,10 @@ std::string DiagModule::getBaseDirectory() {
 std::unique_ptr<MessageBox2> DiagModule::createMessageBox2(const std::string& caption,
                                                            const std::string& text) {
     return Framework::instance().createMessageBox2(caption, text);
+}
+
+std::string DiagModule::localizedText(const Event* event) {
+    return event != nullptr ? host::eventText(event->key(), event->variables()) : std::string();
 }
 
 }  // namespace vesk5

@@ -47,6 +47,8 @@ public:
     static std::string getBaseDirectory();
     static std::unique_ptr<MessageBox2> createMessageBox2(const std::string& caption,
                                                           const std::string& text);
+    // The localised text of an event (its key when the catalogue has none; "" for null).
+    static std::string localizedText(const Event* event);
 };
 
 }  // namespace vesk5

@@ -97,6 +97,31 @@ TEST_F(VirtualClockTest, ThreadThatNeverSleepsDoesNotAdvanceTime) {
     EXPECT_EQ(nowMs(clock), 0u);
 }
 
+TEST_F(VirtualClockTest, ChainedJoinsEndExactlyWhenTheSleeperEnds) {
+    // main joins `outer`, which joins `inner`, which sleeps: the two joiners must
+    // neither hand the turn to each other forever nor let the clock run past.
+    ManagedThread outer("outer", [] {
+        ManagedThread inner("inner", [] {
+            System::mssleep(30);
+            return 0;
+        });
+        inner.start();
+        inner.join();
+        return 0;
+    });
+    outer.start();
+    outer.join();
+    EXPECT_EQ(nowMs(clock), 30u);
+}
+
+TEST_F(VirtualClockTest, JoiningAFinishedThreadTakesNoTime) {
+    ManagedThread quick("quick", [] { return 0; });
+    quick.start();
+    System::mssleep(5);
+    quick.join();
+    EXPECT_EQ(nowMs(clock), 5u);
+}
+
 TEST_F(VirtualClockTest, ExceptionInAThreadBodyEndsItWithMinusOne) {
     ManagedThread failing("failing", []() -> int { throw std::runtime_error("device vanished"); });
     failing.start();

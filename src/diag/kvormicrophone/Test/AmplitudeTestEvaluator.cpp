@@ -33,7 +33,7 @@ TestResult AmplitudeTestEvaluator::run(const DeviceList& testMic) {
     // min, not max: every microphone advances by a full third of the bar, so
     // with several microphones the value passes 100 before the final 100.
     const std::uint32_t divisor = std::min<std::uint32_t>(testMic.size(), 1);
-    progressStepSize = divisor == 0 ? 0.0F : 100.0F / static_cast<float>(divisor) / 3.0F;
+    progressStepSize = divisor == 0 ? 0.0 : 100.0 / divisor / 3.0;
     m_results = kvo::Array<TestResult>();
 
     for (const Device& device : m_testMic) {

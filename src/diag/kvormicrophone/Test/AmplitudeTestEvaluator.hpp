@@ -51,8 +51,10 @@ private:
     kvo::Array<vesk5::TestResult> m_results;
     // The capture volume control's assumed range when the endpoint reports no dB information.
     float defaultAmplification = 96.0F;
-    float progressStepSize = 0.0F;
-    float progress = 0.0F;
+    // In double: in float six thirds of 100 add up to 199.99998, and the
+    // framework must see a whole microphone as exactly 100 more.
+    double progressStepSize = 0.0;
+    double progress = 0.0;
 };
 
 }  // namespace kvormicrophone

@@ -35,8 +35,12 @@ bool pickBest(const kvo::Array<WAVEFORMATEX>& sorted, const char* attempt, WAVEF
     for (std::uint32_t i = sorted.size(); i-- > 0;) {
         KVO_LOG(moduleLogger(), kvo::kLogInfo, "{}", attempt);
         chosen = sorted[i];
-        KVO_LOG(moduleLogger(), kvo::kLogInfo, "Waveformatex : {} chan {} bits {}Hz",
-                chosen.nChannels, chosen.wBitsPerSample, chosen.nSamplesPerSec);
+        // The record is packed: its fields are copied before they are formatted by reference.
+        const unsigned channels = chosen.nChannels;
+        const unsigned bits = chosen.wBitsPerSample;
+        const unsigned rate = chosen.nSamplesPerSec;
+        KVO_LOG(moduleLogger(), kvo::kLogInfo, "Waveformatex : {} chan {} bits {}Hz", channels,
+                bits, rate);
         if (fits(chosen)) {
             return true;
         }

@@ -30,11 +30,6 @@ constexpr std::uint32_t kCapturePollMs = 50;
 constexpr float kCutFraction = 0.6F;
 constexpr char kSep = kvo::FileSystem::kPathSeparator;
 
-kvo::Logger& toneLogger() {
-    static kvo::Logger& logger = kvo::Logger::get("kvormicrophone.FrequencyToneTest");
-    return logger;
-}
-
 bool stopRequested() {
     return DiagModule::checkForStop();
 }
@@ -45,6 +40,11 @@ kvo::String endpointLabel(const audio::AudioDevice& device) {
 }
 
 }  // namespace
+
+kvo::Logger& toneLogger() {
+    static kvo::Logger& logger = kvo::Logger::get("kvormicrophone.FrequencyToneTest");
+    return logger;
+}
 
 FrequencyToneTest::FrequencyToneTest() : m_audio(audio::currentSystem()) {
     kvo::TraceLogger trace(toneLogger(), "FrequencyToneTest::FrequencyToneTest", kSource);
@@ -401,14 +401,16 @@ bool FrequencyToneTest::determineSignalFormat(audio::AudioDevice& speaker,
 
 void FrequencyToneTest::filterWaveFormats(kvo::Array<audio::WAVEFORMATEX>& formatList) {
     for (std::uint32_t i = 0; i < formatList.size();) {
+        // Copied out of the packed record before they are formatted by reference.
+        const std::uint32_t rate = formatList[i].nSamplesPerSec;
+        const std::uint32_t bits = formatList[i].wBitsPerSample;
         KVO_LOG(toneLogger(), kvo::kLogDetail,
-                "For Formatlist Index {} the nSamplesPerSec {} against {}", i,
-                formatList[i].nSamplesPerSec, kSampleRateCeiling);
+                "For Formatlist Index {} the nSamplesPerSec {} against {}", i, rate,
+                kSampleRateCeiling);
         KVO_LOG(toneLogger(), kvo::kLogDetail,
-                "For Formatlist Index {} the wBitsPerSample {} against {}", i,
-                formatList[i].wBitsPerSample, kBitDepthCeiling);
-        if (formatList[i].nSamplesPerSec <= kSampleRateCeiling &&
-            formatList[i].wBitsPerSample <= kBitDepthCeiling) {
+                "For Formatlist Index {} the wBitsPerSample {} against {}", i, bits,
+                kBitDepthCeiling);
+        if (rate <= kSampleRateCeiling && bits <= kBitDepthCeiling) {
             ++i;
         } else {
             formatList.remove(i);

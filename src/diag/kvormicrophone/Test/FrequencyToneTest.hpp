@@ -8,9 +8,13 @@
 #include "common/libAudio-common/StaticPCMBuffer.hpp"
 #include "platform/audio/AudioStreams.hpp"
 #include "platform/kvo/Array.hpp"
+#include "platform/kvo/Logger.hpp"
 #include "platform/vesk5/TestResult.hpp"
 
 namespace kvormicrophone {
+
+// The logger of the tone test and its legacy variant.
+kvo::Logger& toneLogger();
 
 // A tone for the left and the right channel, in Hz.
 struct stereo_freq_t {

@@ -3,13 +3,6 @@
 #include "platform/kvo/TraceLogger.hpp"
 
 namespace kvormicrophone {
-namespace {
-kvo::Logger& toneLogger() {
-    static kvo::Logger& logger = kvo::Logger::get("kvormicrophone.FrequencyToneTest");
-    return logger;
-}
-}  // namespace
-
 FrequencyToneTestLegacy::FrequencyToneTestLegacy() {
     kvo::TraceLogger trace(toneLogger(), "FrequencyToneTestLegacy::FrequencyToneTestLegacy()",
                            "FrequencyToneTestLegacy");

@@ -48,23 +48,11 @@ void MicManagerWin7::updateDeviceLists() {
 }
 
 void MicManagerWin7::updateMicrophoneDeviceList() {
-    m_micDevices.clear();
-    for (const auto& card : m_soundCards) {
-        card->microphoneEndpointDevice(m_micDevices, audio::DEVICE_STATEMASK_ALL);
-    }
-    for (const auto& device : m_micDevices) {
-        logJacks(*device);
-    }
+    fillEndpointList(audio::eCapture, audio::DEVICE_STATEMASK_ALL, m_micDevices);
 }
 
 void MicManagerWin7::updateSpeakerDeviceList() {
-    m_playerDevices.clear();
-    for (const auto& card : m_soundCards) {
-        card->allPlaybackDevice(m_playerDevices, audio::DEVICE_STATEMASK_ALL);
-    }
-    for (const auto& device : m_playerDevices) {
-        logJacks(*device);
-    }
+    fillEndpointList(audio::eRender, audio::DEVICE_STATEMASK_ALL, m_playerDevices);
 }
 
 void MicManagerWin7::takeRestorePoints(kvo::Array<audio::AudioDevicePtr>& devices,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "Device.hpp"
 #include "platform/kvo/String.hpp"
 
@@ -22,6 +24,8 @@ public:
     virtual void playbackFinished() = 0;   // any thread
     virtual void close() = 0;
     virtual void showMessage(const kvo::String& caption, const kvo::String& text) = 0;
+    // Any thread: hands the arguments back to the engine on the dialog's thread.
+    virtual void notifyEngine(std::uintptr_t wParam, std::intptr_t lParam) = 0;
 };
 
 }  // namespace kvormicrophone

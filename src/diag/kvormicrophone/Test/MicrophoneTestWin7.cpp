@@ -5,6 +5,7 @@
 
 #include "MicrophoneListUpdater.hpp"
 #include "common/libAudio-common/PCMSupport.hpp"
+#include "diag/kvormicrophone/MicrophoneDialogCommon.hpp"
 #include "diag/kvormicrophone/ModuleLogger.hpp"
 #include "platform/audio/CurrentSystem.hpp"
 #include "platform/kvo/FileSystem.hpp"
@@ -122,39 +123,38 @@ void MicrophoneTestWin7::updateDeviceLists() {
     updateSpeakerDeviceList();
 }
 
-void MicrophoneTestWin7::updateMicrophoneDeviceList() {
-    std::lock_guard lock(m_mutex);
-    m_micDevices.clear();
+void MicrophoneTestWin7::fillEndpointList(audio::EDataFlow flow, std::uint32_t stateMask,
+                                          kvo::Array<audio::AudioDevicePtr>& list) {
+    list.clear();
     for (const auto& card : m_soundCards) {
-        card->microphoneEndpointDevice(m_micDevices, audio::DEVICE_STATE_ACTIVE);
+        card->endpoints(flow, stateMask, list);
     }
-    for (const auto& device : m_micDevices) {
+    for (const auto& device : list) {
         logJacks(*device);
     }
+}
+
+DeviceList MicrophoneTestWin7::deviceList(const kvo::Array<audio::AudioDevicePtr>& endpoints) {
+    DeviceList list;
+    for (std::uint32_t i = 0; i < endpoints.size(); ++i) {
+        list.append({endpoints[i]->friendlyName(), i});
+    }
+    return list;
+}
+
+void MicrophoneTestWin7::updateMicrophoneDeviceList() {
+    std::lock_guard lock(m_mutex);
+    fillEndpointList(audio::eCapture, audio::DEVICE_STATE_ACTIVE, m_micDevices);
     if (m_ui != nullptr) {
-        DeviceList list;
-        for (std::uint32_t i = 0; i < m_micDevices.size(); ++i) {
-            list.append({m_micDevices[i]->friendlyName(), i});
-        }
-        m_ui->setMicrophoneList(list);
+        m_ui->setMicrophoneList(deviceList(m_micDevices));
     }
 }
 
 void MicrophoneTestWin7::updateSpeakerDeviceList() {
     std::lock_guard lock(m_mutex);
-    m_playerDevices.clear();
-    for (const auto& card : m_soundCards) {
-        card->allPlaybackDevice(m_playerDevices, audio::DEVICE_STATE_ACTIVE);
-    }
-    for (const auto& device : m_playerDevices) {
-        logJacks(*device);
-    }
+    fillEndpointList(audio::eRender, audio::DEVICE_STATE_ACTIVE, m_playerDevices);
     if (m_ui != nullptr) {
-        DeviceList list;
-        for (std::uint32_t i = 0; i < m_playerDevices.size(); ++i) {
-            list.append({m_playerDevices[i]->friendlyName(), i});
-        }
-        m_ui->setSpeakerList(list);
+        m_ui->setSpeakerList(deviceList(m_playerDevices));
     }
 }
 
@@ -164,10 +164,7 @@ void MicrophoneTestWin7::refreshDeviceStates() {
 
 std::uint32_t MicrophoneTestWin7::microphoneDeviceList(DeviceList& list) {
     std::lock_guard lock(m_mutex);
-    list.clear();
-    for (std::uint32_t i = 0; i < m_micDevices.size(); ++i) {
-        list.append({m_micDevices[i]->friendlyName(), i});
-    }
+    list = deviceList(m_micDevices);
     return list.size();
 }
 
@@ -229,6 +226,55 @@ bool MicrophoneTestWin7::playback(std::uint32_t index) {
     return true;
 }
 
+bool MicrophoneTestWin7::startPlayback(std::uint32_t index) {
+    kvo::TraceLogger trace(moduleLogger(), "MicrophoneTestWin7::startPlayback", kSource);
+    stop();
+    if (!playback(index)) {
+        return false;
+    }
+    m_playbackThread =
+        std::make_unique<kvo::ManagedThread>("playback", [this] { return watchPlayback(); });
+    m_playbackThread->start();
+    return true;
+}
+
+int MicrophoneTestWin7::watchPlayback() {
+    WaitHandlerDoNothing doNothing;
+    WaitHandler& waitHandler = m_waitHandler != nullptr ? *m_waitHandler : doNothing;
+    waitHandler.start();
+    while (isPlaying() && !m_stopPlayback.load()) {
+        waitHandler.onPoll();
+        kvo::System::mssleep(10);
+    }
+    KVO_LOG(moduleLogger(), kvo::kLogDetail, "Notify UI we are done playing.");
+    std::lock_guard lock(m_mutex);
+    if (m_ui != nullptr) {
+        m_ui->playbackFinished();
+    }
+    return m_waveOut->errorCode();
+}
+
+void MicrophoneTestWin7::setUI(MicrophoneTestUI* ui) {
+    std::lock_guard lock(m_mutex);
+    m_ui = ui;
+}
+
+void MicrophoneTestWin7::onUINotification(std::uintptr_t wParam, std::intptr_t lParam) {
+    KVO_LOG(moduleLogger(), kvo::kLogDetail, "UI notification {} {}", wParam, lParam);
+}
+
+void MicrophoneTestWin7::UIProgressUpdater::onPoll() {
+    const unsigned percent =
+        dialog::progressPercent(stopwatch().elapsedMs(), m_engine.recordingDuration());
+    if (percent != m_lastLogged) {
+        m_lastLogged = percent;
+        KVO_LOG(moduleLogger(), kvo::kLogDetail, "Progress {}", percent);
+    }
+    if (MicrophoneTestUI* ui = m_engine.ui()) {
+        ui->setProgress(percent);
+    }
+}
+
 bool MicrophoneTestWin7::isPlaying() {
     return m_waveOut != nullptr && m_waveOut->stillPlaying();
 }
@@ -245,6 +291,12 @@ void MicrophoneTestWin7::stop() {
         m_recordingThread->join();
         m_recordingThread.reset();
         m_stopRecording.store(false);
+    }
+    if (m_playbackThread != nullptr) {
+        m_stopPlayback.store(true);
+        m_playbackThread->join();
+        m_playbackThread.reset();
+        m_stopPlayback.store(false);
     }
     if (m_waveIn != nullptr) {
         m_waveIn->stop();

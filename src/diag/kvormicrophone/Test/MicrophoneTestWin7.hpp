@@ -37,6 +37,9 @@ public:
     bool startRecording(std::uint32_t index);
     // Plays the recording buffer on the playback endpoint at `index`.
     bool playback(std::uint32_t index);
+    // playback(), then waits for its end on a thread of its own, calling the
+    // wait handler on every poll, and tells the user interface when it is over.
+    bool startPlayback(std::uint32_t index);
     bool isPlaying();
     // Stops capture and playback and ends the recording thread.
     void stop();
@@ -50,11 +53,24 @@ public:
     void registerListeners();
 
     void setWaitHandler(WaitHandler* handler) { m_waitHandler = handler; }
-    void setUI(MicrophoneTestUI* ui) { m_ui = ui; }
+    void setUI(MicrophoneTestUI* ui);
     MicrophoneTestUI* ui() const { return m_ui; }
     // The interactive test's verdict.
     vesk5::TestResult result() const { return m_result; }
     void setResult(vesk5::TestResult result) { m_result = result; }
+    // A notification the user interface handed back on its own thread.
+    void onUINotification(std::uintptr_t wParam, std::intptr_t lParam);
+
+    // Moves the interactive dialog's progress bar along the recording duration.
+    class UIProgressUpdater : public WaitHandler {
+    public:
+        explicit UIProgressUpdater(MicrophoneTestWin7& engine) : m_engine(engine) {}
+        void onPoll() override;
+
+    private:
+        MicrophoneTestWin7& m_engine;
+        unsigned m_lastLogged = ~0u;
+    };
 
     const audio::WAVEFORMATEX& recordingFormat() const { return m_recordingFormat; }
     const libAudio::StaticPCMBuffer& recordingBuffer() const { return m_recordingBuffer; }
@@ -68,6 +84,11 @@ public:
 
 protected:
     void logJacks(audio::AudioDevice& device);
+    // Replaces `list` by every card's endpoints of `flow` in `stateMask`, logging their jacks.
+    void fillEndpointList(audio::EDataFlow flow, std::uint32_t stateMask,
+                          kvo::Array<audio::AudioDevicePtr>& list);
+    // One Device (name, index) per endpoint.
+    static DeviceList deviceList(const kvo::Array<audio::AudioDevicePtr>& endpoints);
 
     audio::AudioSystem& m_audio;
     kvo::Array<audio::SoundCardPtr> m_soundCards;
@@ -79,6 +100,7 @@ private:
     bool initializeRecordingDevice(std::uint32_t index);
     bool initializePlaybackDevice(std::uint32_t index);
     int record();
+    int watchPlayback();
     void saveRecording();
 
     std::uint32_t m_recordingDuration = 0;
@@ -87,6 +109,8 @@ private:
     libAudio::StaticPCMBuffer m_recordingBuffer;
     std::unique_ptr<kvo::ManagedThread> m_recordingThread;
     std::atomic<bool> m_stopRecording{false};
+    std::unique_ptr<kvo::ManagedThread> m_playbackThread;
+    std::atomic<bool> m_stopPlayback{false};
     WaitHandler* m_waitHandler = nullptr;
     MicrophoneTestUI* m_ui;
     const audio::WAVEFORMATEX m_recordingFormat;

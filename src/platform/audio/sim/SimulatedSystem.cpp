@@ -56,7 +56,7 @@ std::unique_ptr<WaveOut> SimulatedSystem::createWaveOut() {
 }
 
 bool SimulatedSystem::allowExternalMicTesting() const {
-    return world_->machine().allowExternalMicTesting;
+    return world_->machine().allowExternalMicTesting || externalMicTestingAllowedBySettings();
 }
 
 OsVersion SimulatedSystem::osVersion() const {

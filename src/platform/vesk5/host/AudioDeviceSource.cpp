@@ -7,8 +7,12 @@
 #include "platform/audio/CurrentSystem.hpp"
 #include "platform/audio/DeviceReport.hpp"
 #include "platform/audio/sim/SimulatedSystem.hpp"
+#ifdef KVO_AUDIO_PULSE
+#include "platform/audio/pulse/PulseSystem.hpp"
+#endif
 #include "platform/kvo/Exception.hpp"
 #include "platform/kvo/VirtualClock.hpp"
+#include "platform/ui/sim/SimMciService.hpp"
 
 namespace vesk5::host {
 namespace {
@@ -28,9 +32,18 @@ public:
         }
         system_ = audio::sim::createSimulatedSystem(machineFile);
         installed_.emplace(*system_);
+        mci_ = std::make_unique<ui::sim::SimMciService>(*system_);
+        installedMci_.emplace(*mci_);
+    }
+
+    // A real audio system runs on the steady clock.
+    explicit AudioDevices(std::unique_ptr<audio::AudioSystem> system) : system_(std::move(system)) {
+        installed_.emplace(*system_);
     }
 
     ~AudioDevices() override {
+        installedMci_.reset();
+        mci_.reset();
         installed_.reset();
         system_.reset();
         mainThread_.reset();
@@ -78,6 +91,8 @@ private:
     std::optional<kvo::ClockParticipant> mainThread_;
     std::unique_ptr<audio::AudioSystem> system_;
     std::optional<audio::ScopedAudioSystem> installed_;
+    std::unique_ptr<ui::MciService> mci_;
+    std::optional<ui::ScopedMciService> installedMci_;
 };
 
 std::string defaultAudio() {
@@ -96,6 +111,11 @@ std::unique_ptr<DeviceSource> openAudioDevices(const Options& options) {
         if (!options.machine.empty()) {
             throw kvo::Exception("--machine describes a simulated PC; it needs --audio sim");
         }
+#ifdef KVO_AUDIO_PULSE
+        if (audio == "pulse") {
+            return std::make_unique<AudioDevices>(audio::pulse::createPulseSystem());
+        }
+#endif
         throw kvo::Exception(
             fmt::format("the {} audio system is not available in this build; use --audio sim to "
                         "run on a simulated PC",

@@ -22,6 +22,7 @@ namespace vesk5::host {
 namespace {
 
 DeviceSourceFactory deviceSourceFactory = nullptr;
+Framework::FrontEndFactory frontEndFactory = nullptr;
 
 // The host without an audio system: nothing to enumerate.
 class NoDevices : public DeviceSource {
@@ -86,6 +87,10 @@ Framework& Framework::instance() {
 
 void Framework::setDeviceSourceFactory(DeviceSourceFactory factory) {
     deviceSourceFactory = factory;
+}
+
+void Framework::setFrontEndFactory(FrontEndFactory factory) {
+    frontEndFactory = factory;
 }
 
 Test* Framework::createTest(const std::string& name, const DeviceCapability& capability,
@@ -327,6 +332,16 @@ int Framework::run(const Options& options) {
             return TestResult::BADPARAMS().value();
         }
     }
+    std::string frontEndName = options.ui;
+    std::shared_ptr<void> frontEnd;
+    if (frontEndFactory != nullptr) {
+        try {
+            frontEnd = frontEndFactory(options, frontEndName);
+        } catch (const UsageError& error) {
+            kvo::cerr() << "kvormicrophone: " << error.what() << std::endl;
+            return TestResult::BADPARAMS().value();
+        }
+    }
     if (const std::string problem = prepareBaseDirectory(options); !problem.empty()) {
         kvo::cerr() << "kvormicrophone: " << problem << std::endl;
         return TestResult::CANNOTRUN().value();
@@ -368,7 +383,7 @@ int Framework::run(const Options& options) {
     } runState{*this, logFile};
 
     installStopSignal();
-    promptEnable_ = options.ui == "console" || options.ui == "win32";
+    promptEnable_ = frontEndName == "console" || frontEndName == "win32";
     output_ = std::make_unique<RunOutput>(kvo::cout(), options.json, isTerminal(kvo::cout()));
     report_ = std::make_unique<RunReport>(version_, deviceSource_->audioName(),
                                           deviceSource_->simulated());

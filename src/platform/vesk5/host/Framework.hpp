@@ -21,6 +21,11 @@ public:
     static Framework& instance();
     // The audio systems the host can open; set once by the process entry.
     static void setDeviceSourceFactory(DeviceSourceFactory factory);
+    // Installs the dialog front end that --ui and --answer ask for, for as
+    // long as the returned object lives, and names it in `chosen`. Throws
+    // UsageError when that front end cannot run here.
+    using FrontEndFactory = std::shared_ptr<void> (*)(const Options& options, std::string& chosen);
+    static void setFrontEndFactory(FrontEndFactory factory);
 
     Framework() = default;
     Framework(const Framework&) = delete;
@@ -47,6 +52,7 @@ public:
     const DiagDevice& optionalDevice(unsigned index) const;
     void raise(Event* event, Severity severity, const char* source, int line);
     bool promptEnable() const { return promptEnable_; }
+    void setPromptEnable(bool enabled) { promptEnable_ = enabled; }
     bool checkForStop();
     void percentDone(int percent);
     std::string baseDirectory() const { return baseDirectory_; }

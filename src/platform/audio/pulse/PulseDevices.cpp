@@ -1,0 +1,569 @@
+#include "PulseDevices.hpp"
+
+#include <fmt/format.h>
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <map>
+
+namespace audio::pulse {
+namespace {
+
+std::string lower(std::string value) {
+    std::transform(value.begin(), value.end(), value.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return value;
+}
+
+bool contains(const std::string& haystack, const char* needle) {
+    return haystack.find(needle) != std::string::npos;
+}
+
+// Speaker position bits of the channels in a map (front left 0x1, front right 0x2, ...).
+std::uint32_t channelMask(const pa_channel_map& map) {
+    std::uint32_t mask = 0;
+    for (std::uint8_t c = 0; c < map.channels; ++c) {
+        switch (map.map[c]) {
+            case PA_CHANNEL_POSITION_FRONT_LEFT:
+                mask |= 0x1;
+                break;
+            case PA_CHANNEL_POSITION_FRONT_RIGHT:
+                mask |= 0x2;
+                break;
+            case PA_CHANNEL_POSITION_MONO:
+            case PA_CHANNEL_POSITION_FRONT_CENTER:
+                mask |= 0x4;
+                break;
+            case PA_CHANNEL_POSITION_LFE:
+                mask |= 0x8;
+                break;
+            case PA_CHANNEL_POSITION_REAR_LEFT:
+                mask |= 0x10;
+                break;
+            case PA_CHANNEL_POSITION_REAR_RIGHT:
+                mask |= 0x20;
+                break;
+            case PA_CHANNEL_POSITION_SIDE_LEFT:
+                mask |= 0x200;
+                break;
+            case PA_CHANNEL_POSITION_SIDE_RIGHT:
+                mask |= 0x400;
+                break;
+            default:
+                break;
+        }
+    }
+    return mask;
+}
+
+KSJACK_DESCRIPTION describePort(const PortInfo& port, EDataFlow flow, bool integrated,
+                                std::uint32_t channels) {
+    KSJACK_DESCRIPTION jack;
+    jack.ChannelMapping = channels;
+    jack.IsConnected = port.available != PA_PORT_AVAILABLE_NO;
+    const std::string name = lower(port.name + " " + port.description);
+    switch (port.type) {
+        case PA_DEVICE_PORT_TYPE_HEADPHONES:
+        case PA_DEVICE_PORT_TYPE_HEADSET:
+        case PA_DEVICE_PORT_TYPE_MIC:
+        case PA_DEVICE_PORT_TYPE_LINE:
+        case PA_DEVICE_PORT_TYPE_ANALOG:
+            jack.ConnectionType = eConnType3Point5mm;
+            break;
+        case PA_DEVICE_PORT_TYPE_SPDIF:
+            jack.ConnectionType = eConnTypeOptical;
+            break;
+        case PA_DEVICE_PORT_TYPE_HDMI:
+            jack.ConnectionType = eConnTypeOtherDigital;
+            jack.GeoLocation = eGeoLocHDMI;
+            break;
+        case PA_DEVICE_PORT_TYPE_USB:
+        case PA_DEVICE_PORT_TYPE_BLUETOOTH:
+        case PA_DEVICE_PORT_TYPE_NETWORK:
+            jack.ConnectionType = eConnTypeOtherDigital;
+            jack.GenLocation = eGenLocSeparate;
+            break;
+        default:
+            break;
+    }
+    if (contains(name, "front")) {
+        jack.GeoLocation = eGeoLocFront;
+    } else if (contains(name, "rear")) {
+        jack.GeoLocation = eGeoLocRear;
+    }
+    if (integrated) {
+        jack.ConnectionType = eConnTypeUnknown;
+        jack.GeoLocation = flow == eCapture ? eGeoLocInsideMobileLid : eGeoLocNone;
+        jack.GenLocation = eGenLocInternal;
+        jack.PortConnection = ePortConnIntegratedDevice;
+        jack.IsConnected = true;
+    }
+    return jack;
+}
+
+std::string kernelRelease() {
+    utsname name{};
+    return uname(&name) == 0 ? std::string(name.release) : "";
+}
+
+std::string withoutSuffix(std::string value, const std::string& suffix) {
+    if (value.size() > suffix.size() &&
+        value.compare(value.size() - suffix.size(), suffix.size(), suffix) == 0) {
+        value.resize(value.size() - suffix.size());
+    }
+    return value;
+}
+
+struct CardDescription {
+    std::string id;
+    std::string name;
+    std::string driver;
+    std::string driverVersion;
+};
+
+// Every card of the server, and a card for each module that owns card-less
+// devices, in that order.
+std::vector<CardDescription> describeCards(PulseServer& server) {
+    std::vector<CardDescription> result;
+    const auto info = server.serverInfo();
+    const std::string serverVersion = info ? info->version : "";
+    for (const CardInfo& card : server.cards().value_or(std::vector<CardInfo>{})) {
+        const bool alsa = !card.kernelDriver.empty();
+        // In-tree kernel drivers carry no version of their own but the kernel's.
+        result.push_back({fmt::format("card:{}", card.index),
+                          card.description.empty() ? card.name : card.description,
+                          alsa ? card.kernelDriver : withoutSuffix(card.driver, ".c"),
+                          alsa ? kernelRelease() : serverVersion});
+    }
+    std::map<std::uint32_t, std::string> moduleNames;
+    for (const ModuleInfo& module : server.modules().value_or(std::vector<ModuleInfo>{})) {
+        moduleNames[module.index] = module.name;
+    }
+    for (const EDataFlow flow : {eRender, eCapture}) {
+        for (const DeviceInfo& device : waveDevices(server, flow)) {
+            if (device.card != PA_INVALID_INDEX) {
+                continue;
+            }
+            const std::string id = PulseServer::cardIdOf(device);
+            if (std::any_of(result.begin(), result.end(),
+                            [&](const CardDescription& known) { return known.id == id; })) {
+                continue;
+            }
+            const auto found = moduleNames.find(device.ownerModule);
+            const std::string module =
+                found != moduleNames.end() ? found->second : withoutSuffix(device.driver, ".c");
+            // Numbered: a server often loads the same module more than once.
+            const std::string name = device.ownerModule != PA_INVALID_INDEX
+                                         ? fmt::format("{} #{}", module, device.ownerModule)
+                                         : module;
+            result.push_back({id, name, module, serverVersion});
+        }
+    }
+    return result;
+}
+
+std::string cardNameOf(PulseServer& server, const DeviceInfo& device) {
+    const std::string id = PulseServer::cardIdOf(device);
+    for (const CardDescription& card : describeCards(server)) {
+        if (card.id == id) {
+            return card.name;
+        }
+    }
+    return "";
+}
+
+bool sameFormat(const WAVEFORMATEX& a, const WAVEFORMATEX& b) {
+    return a.wFormatTag == b.wFormatTag && a.nChannels == b.nChannels &&
+           a.nSamplesPerSec == b.nSamplesPerSec && a.wBitsPerSample == b.wBitsPerSample &&
+           a.nBlockAlign == b.nBlockAlign && a.nAvgBytesPerSec == b.nAvgBytesPerSec;
+}
+
+// ---------------------------------------------------------------------------
+
+class PulseVolume final : public VolumeControllerInterface {
+public:
+    PulseVolume(std::shared_ptr<PulseServer> server, EDataFlow flow, std::string name)
+        : server_(std::move(server)), flow_(flow), name_(std::move(name)) {}
+
+    bool getVolumeLevel(std::uint32_t& percent) override {
+        const auto device = current();
+        if (!device) {
+            return false;
+        }
+        percent = percentOf(device->volume);
+        return true;
+    }
+    bool setVolumeLevel(std::uint32_t percent) override {
+        auto device = current();
+        if (!device || percent > 100) {
+            return false;
+        }
+        // The level it already has leaves the user's exact value alone; others
+        // are truncated like pactl's percentages, so a saved level comes back as it was.
+        if (percentOf(device->volume) == percent) {
+            return true;
+        }
+        pa_cvolume volume = device->volume;
+        pa_cvolume_scale(&volume,
+                         static_cast<pa_volume_t>(std::uint64_t{percent} * PA_VOLUME_NORM / 100));
+        return server_->setVolume(flow_, name_, volume);
+    }
+    bool getMute(bool& muted) override {
+        const auto device = current();
+        if (!device) {
+            return false;
+        }
+        muted = device->muted;
+        return true;
+    }
+    bool setMute(bool muted) override { return server_->setMute(flow_, name_, muted); }
+    bool channelCount(std::uint32_t& count) override {
+        const auto device = current();
+        if (!device) {
+            return false;
+        }
+        count = device->volume.channels;
+        return true;
+    }
+    bool decibelRange(std::uint32_t channel, float& minDb, float& maxDb, float& stepDb) override {
+        const auto device = current();
+        DecibelRange range;
+        if (!device || channel >= device->volume.channels || !decibelRangeOf(*device, range)) {
+            return false;
+        }
+        minDb = range.minDb;
+        maxDb = range.maxDb;
+        stepDb = range.stepDb;
+        return true;
+    }
+    bool decibelLevel(float& levelDb) override {
+        const auto device = current();
+        if (!device || !device->decibelVolume) {
+            return false;
+        }
+        levelDb = decibelsOf(*device, pa_cvolume_max(&device->volume));
+        return true;
+    }
+    bool channelDecibelLevel(std::uint32_t channel, float& levelDb) override {
+        const auto device = current();
+        if (!device || !device->decibelVolume || channel >= device->volume.channels) {
+            return false;
+        }
+        levelDb = decibelsOf(*device, device->volume.values[channel]);
+        return true;
+    }
+    bool setChannelDecibelLevel(std::uint32_t channel, float levelDb) override {
+        auto device = current();
+        if (!device || !device->decibelVolume || channel >= device->volume.channels) {
+            return false;
+        }
+        device->volume.values[channel] = volumeForDecibels(*device, levelDb);
+        return server_->setVolume(flow_, name_, device->volume);
+    }
+    bool channelVolumeLevel(std::uint32_t channel, float& scalar) override {
+        const auto device = current();
+        if (!device || channel >= device->volume.channels) {
+            return false;
+        }
+        scalar = std::min(1.0F, static_cast<float>(device->volume.values[channel]) /
+                                    static_cast<float>(PA_VOLUME_NORM));
+        return true;
+    }
+    bool setChannelVolumeLevel(std::uint32_t channel, float scalar) override {
+        auto device = current();
+        if (!device || channel >= device->volume.channels || !(scalar >= 0.0F && scalar <= 1.0F)) {
+            return false;
+        }
+        device->volume.values[channel] =
+            static_cast<pa_volume_t>(std::lround(static_cast<double>(scalar) * PA_VOLUME_NORM));
+        return server_->setVolume(flow_, name_, device->volume);
+    }
+
+private:
+    std::optional<DeviceInfo> current() { return server_->device(flow_, name_); }
+
+    std::shared_ptr<PulseServer> server_;
+    EDataFlow flow_;
+    std::string name_;
+};
+
+}  // namespace
+
+bool isBuiltInPort(const PortInfo& port, EDataFlow flow) {
+    const std::string name = lower(port.name + " " + port.description);
+    if (flow == eCapture) {
+        return contains(name, "internal-mic") || contains(name, "internal mic") ||
+               contains(name, "built-in mic");
+    }
+    return port.type == PA_DEVICE_PORT_TYPE_SPEAKER || contains(name, "analog-output-speaker") ||
+           contains(name, "built-in speaker");
+}
+
+EndpointFormFactor formFactorOf(const DeviceInfo& device) {
+    const std::string& factor = device.formFactor;
+    if (factor == "internal") {
+        return device.flow == eCapture ? Microphone : Speakers;
+    }
+    if (factor == "speaker" || factor == "hifi" || factor == "portable" || factor == "car") {
+        return Speakers;
+    }
+    if (factor == "headphone") {
+        return Headphones;
+    }
+    if (factor == "headset" || factor == "hands-free") {
+        return Headset;
+    }
+    if (factor == "handset") {
+        return Handset;
+    }
+    if (factor == "microphone" || factor == "webcam") {
+        return Microphone;
+    }
+    if (factor == "tv") {
+        return DigitalAudioDisplayDevice;
+    }
+    for (const PortInfo& port : device.ports) {
+        if (port.name != device.activePort) {
+            continue;
+        }
+        switch (port.type) {
+            case PA_DEVICE_PORT_TYPE_SPEAKER:
+                return Speakers;
+            case PA_DEVICE_PORT_TYPE_HEADPHONES:
+                return Headphones;
+            case PA_DEVICE_PORT_TYPE_MIC:
+                return Microphone;
+            case PA_DEVICE_PORT_TYPE_HEADSET:
+                return Headset;
+            case PA_DEVICE_PORT_TYPE_HANDSET:
+                return Handset;
+            case PA_DEVICE_PORT_TYPE_LINE:
+                return LineLevel;
+            case PA_DEVICE_PORT_TYPE_SPDIF:
+                return SPDIF;
+            case PA_DEVICE_PORT_TYPE_HDMI:
+                return DigitalAudioDisplayDevice;
+            default:
+                break;
+        }
+    }
+    return UnknownFormFactor;
+}
+
+std::vector<KSJACK_DESCRIPTION> jacksOf(const DeviceInfo& device) {
+    const bool internal = device.formFactor == "internal";
+    const std::uint32_t channels = channelMask(device.channelMap);
+    std::vector<KSJACK_DESCRIPTION> jacks;
+    for (const PortInfo& port : device.ports) {
+        const bool integrated =
+            internal || (port.name == device.activePort && isBuiltInPort(port, device.flow));
+        jacks.push_back(describePort(port, device.flow, integrated, channels));
+    }
+    if (jacks.empty() && internal) {
+        jacks.push_back(describePort(PortInfo{}, device.flow, true, channels));
+    }
+    return jacks;
+}
+
+std::uint32_t percentOf(const pa_cvolume& volume) {
+    const pa_volume_t loudest = std::min<pa_volume_t>(pa_cvolume_max(&volume), PA_VOLUME_NORM);
+    return static_cast<std::uint32_t>(
+        std::lround(static_cast<double>(loudest) * 100.0 / PA_VOLUME_NORM));
+}
+
+bool decibelRangeOf(const DeviceInfo& device, DecibelRange& range) {
+    if (!device.decibelVolume) {
+        return false;
+    }
+    range.minDb = decibelsOf(device, PA_VOLUME_NORM / 100);
+    range.maxDb = decibelsOf(device, PA_VOLUME_NORM);
+    const std::uint32_t intervals = device.volumeSteps > 1 ? device.volumeSteps - 1 : 1;
+    range.stepDb = (range.maxDb - range.minDb) / static_cast<float>(intervals);
+    return true;
+}
+
+float decibelsOf(const DeviceInfo& device, pa_volume_t volume) {
+    const pa_volume_t base = device.baseVolume != 0 ? device.baseVolume : PA_VOLUME_NORM;
+    // Silence has no finite level: it reads as the bottom of the range.
+    const pa_volume_t floor = PA_VOLUME_NORM / 100;
+    return static_cast<float>(pa_sw_volume_to_dB(std::max(volume, floor)) -
+                              pa_sw_volume_to_dB(base));
+}
+
+pa_volume_t volumeForDecibels(const DeviceInfo& device, float levelDb) {
+    const pa_volume_t base = device.baseVolume != 0 ? device.baseVolume : PA_VOLUME_NORM;
+    const pa_volume_t volume =
+        pa_sw_volume_from_dB(static_cast<double>(levelDb) + pa_sw_volume_to_dB(base));
+    return std::clamp<pa_volume_t>(volume, PA_VOLUME_MUTED, PA_VOLUME_NORM);
+}
+
+std::vector<WAVEFORMATEX> sharedFormatsOf(const DeviceInfo& device) {
+    return {makePcmFormat(1, device.sampleFormat.rate, 16),
+            makePcmFormat(2, device.sampleFormat.rate, 16)};
+}
+
+// ---------------------------------------------------------------------------
+
+PulseEndpoint::PulseEndpoint(std::shared_ptr<PulseServer> server, const DeviceInfo& device,
+                             std::string cardName)
+    : server_(std::move(server)),
+      flow_(device.flow),
+      name_(device.name),
+      id_(endpointId(device)),
+      state_(endpointState(device)) {
+    property_.description = device.description;
+    for (const PortInfo& port : device.ports) {
+        if (port.name == device.activePort && !port.description.empty()) {
+            property_.description = port.description;
+        }
+    }
+    property_.interfaceName = std::move(cardName);
+    property_.friendlyName =
+        property_.interfaceName.empty() || property_.interfaceName == device.description
+            ? device.description
+            : device.description + " (" + property_.interfaceName + ")";
+    property_.formFactor = formFactorOf(device);
+}
+
+bool PulseEndpoint::refresh() {
+    const auto device = server_->device(flow_, name_);
+    if (!device) {
+        return false;
+    }
+    state_ = endpointState(*device);
+    return true;
+}
+
+bool PulseEndpoint::isDefaultEndpoint() {
+    const auto info = server_->serverInfo();
+    return info && (flow_ == eRender ? info->defaultSink : info->defaultSource) == name_;
+}
+
+std::uint32_t PulseEndpoint::compatibleFormats(kvo::Array<tWAVEFORMATEX>& formats,
+                                               _AUDCLNT_SHAREMODE shareMode) {
+    formats.clear();
+    // The server mixes every stream: there is no exclusive mode to offer.
+    if (shareMode == AUDCLNT_SHAREMODE_EXCLUSIVE) {
+        return 0;
+    }
+    const auto device = server_->device(flow_, name_);
+    if (!device || endpointState(*device) != DEVICE_STATE_ACTIVE) {
+        return 0;
+    }
+    for (const WAVEFORMATEX& format : sharedFormatsOf(*device)) {
+        formats.append(format);
+    }
+    return formats.size();
+}
+
+HResult PulseEndpoint::isFormatSupported(const WAVEFORMATEX& format, _AUDCLNT_SHAREMODE shareMode) {
+    const auto device = server_->device(flow_, name_);
+    if (!device || endpointState(*device) != DEVICE_STATE_ACTIVE) {
+        return kDeviceInvalidated;
+    }
+    if (shareMode == AUDCLNT_SHAREMODE_EXCLUSIVE) {
+        return kUnsupportedFormat;
+    }
+    const std::vector<WAVEFORMATEX> formats = sharedFormatsOf(*device);
+    return std::any_of(formats.begin(), formats.end(),
+                       [&](const WAVEFORMATEX& offered) { return sameFormat(offered, format); })
+               ? kOk
+               : kUnsupportedFormat;
+}
+
+std::shared_ptr<VolumeControllerInterface> PulseEndpoint::volumeControl() {
+    if (!server_->device(flow_, name_)) {
+        return nullptr;
+    }
+    return std::make_shared<PulseVolume>(server_, flow_, name_);
+}
+
+std::uint32_t PulseEndpoint::jackInfo(kvo::Array<KSJACK_DESCRIPTION>& jacks) {
+    jacks.clear();
+    if (const auto device = server_->device(flow_, name_)) {
+        for (const KSJACK_DESCRIPTION& jack : jacksOf(*device)) {
+            jacks.append(jack);
+        }
+    }
+    return jacks.size();
+}
+
+std::uint32_t PulseEndpoint::connector(kvo::Array<AudioComponent<IConnector>>& connectors) {
+    connectors.clear();
+    return 0;
+}
+
+bool PulseEndpoint::waveLegacyDeviceID(std::uint32_t& deviceId) {
+    const std::vector<DeviceInfo> devices = waveDevices(*server_, flow_);
+    for (std::uint32_t i = 0; i < devices.size(); ++i) {
+        if (devices[i].name == name_) {
+            deviceId = i;
+            return true;
+        }
+    }
+    return false;
+}
+
+// ---------------------------------------------------------------------------
+
+PulseSoundCard::PulseSoundCard(std::shared_ptr<PulseServer> server, std::string id,
+                               std::string name, std::string driver, std::string driverVersion)
+    : server_(std::move(server)),
+      id_(std::move(id)),
+      name_(std::move(name)),
+      driver_(std::move(driver)),
+      driverVersion_(std::move(driverVersion)) {}
+
+std::uint32_t PulseSoundCard::endpoints(EDataFlow flow, std::uint32_t stateMask,
+                                        kvo::Array<AudioDevicePtr>& list) {
+    std::uint32_t appended = 0;
+    for (const EDataFlow direction : {eRender, eCapture}) {
+        if (flow != eAll && flow != direction) {
+            continue;
+        }
+        for (const DeviceInfo& device : waveDevices(*server_, direction)) {
+            if (PulseServer::cardIdOf(device) != id_ || (endpointState(device) & stateMask) == 0) {
+                continue;
+            }
+            list.append(std::make_shared<PulseEndpoint>(server_, device, name_));
+            ++appended;
+        }
+    }
+    return appended;
+}
+
+bool PulseSoundCard::registerRecordObserver(std::shared_ptr<SoundCardObserver> observer) {
+    return server_->addObserver(id_, eCapture, std::move(observer));
+}
+
+bool PulseSoundCard::registerPlaybackObserver(std::shared_ptr<SoundCardObserver> observer) {
+    return server_->addObserver(id_, eRender, std::move(observer));
+}
+
+bool PulseSoundCard::unregisterObserver(const std::shared_ptr<SoundCardObserver>& observer) {
+    return server_->removeObserver(id_, observer);
+}
+
+std::vector<SoundCardPtr> soundCardsOf(const std::shared_ptr<PulseServer>& server) {
+    std::vector<SoundCardPtr> cards;
+    for (CardDescription& card : describeCards(*server)) {
+        cards.push_back(std::make_shared<PulseSoundCard>(
+            server, std::move(card.id), std::move(card.name), std::move(card.driver),
+            std::move(card.driverVersion)));
+    }
+    return cards;
+}
+
+std::vector<DeviceInfo> waveDevices(PulseServer& server, EDataFlow flow) {
+    std::vector<DeviceInfo> devices = server.devices(flow).value_or(std::vector<DeviceInfo>{});
+    std::erase_if(devices, [](const DeviceInfo& device) { return device.monitor; });
+    return devices;
+}
+
+AudioDevicePtr makeEndpoint(const std::shared_ptr<PulseServer>& server, const DeviceInfo& device) {
+    return std::make_shared<PulseEndpoint>(server, device, cardNameOf(*server, device));
+}
+
+}  // namespace audio::pulse

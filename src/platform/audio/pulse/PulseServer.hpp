@@ -1,0 +1,176 @@
+#pragma once
+
+#include <pulse/pulseaudio.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/audio/AudioDevice.hpp"
+#include "platform/kvo/Exception.hpp"
+
+// The connection to a PulseAudio (or PipeWire) server: a threaded main loop
+// and its context, with synchronous queries on top. Every call locks the main
+// loop and waits for the server's answer; a call after the connection was
+// lost fails at once instead of waiting.
+
+namespace audio::pulse {
+
+// Thrown by PulseServer::connect when no server answers.
+class ConnectionError : public kvo::Exception {
+public:
+    using kvo::Exception::Exception;
+};
+
+struct PortInfo {
+    std::string name;
+    std::string description;
+    std::uint32_t type = PA_DEVICE_PORT_TYPE_UNKNOWN;
+    int available = PA_PORT_AVAILABLE_UNKNOWN;
+};
+
+// What the server says about one sink or source.
+struct DeviceInfo {
+    EDataFlow flow = eRender;
+    std::uint32_t index = PA_INVALID_INDEX;
+    std::string name;
+    std::string description;
+    std::string driver;  // "module-null-sink.c"
+    std::uint32_t card = PA_INVALID_INDEX;
+    std::uint32_t ownerModule = PA_INVALID_INDEX;
+    bool monitor = false;
+    std::string formFactor;  // device.form_factor
+    pa_sample_spec sampleFormat{};
+    pa_channel_map channelMap{};
+    pa_cvolume volume{};
+    pa_volume_t baseVolume = PA_VOLUME_NORM;
+    std::uint32_t volumeSteps = PA_VOLUME_NORM + 1;
+    bool decibelVolume = false;
+    bool muted = false;
+    std::vector<PortInfo> ports;
+    std::string activePort;  // empty when the device has no ports
+};
+
+struct CardInfo {
+    std::uint32_t index = PA_INVALID_INDEX;
+    std::string name;
+    std::string description;
+    std::string driver;        // the server module: "module-alsa-card.c"
+    std::string kernelDriver;  // alsa.driver_name, empty when not an ALSA card
+    std::uint32_t ownerModule = PA_INVALID_INDEX;
+};
+
+struct ModuleInfo {
+    std::uint32_t index = PA_INVALID_INDEX;
+    std::string name;
+};
+
+struct ServerInfo {
+    std::string name;
+    std::string version;
+    std::string defaultSink;
+    std::string defaultSource;
+};
+
+class PulseServer {
+public:
+    // Connects to the server libpulse finds (PULSE_SERVER, then the user's
+    // runtime directory); throws ConnectionError with one line for the user.
+    static std::shared_ptr<PulseServer> connect(const std::string& applicationName);
+    ~PulseServer();
+    PulseServer(const PulseServer&) = delete;
+    PulseServer& operator=(const PulseServer&) = delete;
+
+    // False once the server went away; every query then fails.
+    bool connected();
+    // "unix:/run/user/1000/pulse/native".
+    std::string serverString();
+
+    std::optional<ServerInfo> serverInfo();
+    // Sinks or sources in the server's order; monitor sources included.
+    std::optional<std::vector<DeviceInfo>> devices(EDataFlow flow);
+    std::optional<DeviceInfo> device(EDataFlow flow, const std::string& name);
+    std::optional<DeviceInfo> device(EDataFlow flow, std::uint32_t index);
+    std::optional<std::vector<CardInfo>> cards();
+    std::optional<std::vector<ModuleInfo>> modules();
+
+    bool setVolume(EDataFlow flow, const std::string& name, const pa_cvolume& volume);
+    bool setMute(EDataFlow flow, const std::string& name, bool muted);
+
+    // The main loop's lock and wait, for the stream objects. A stream's
+    // callbacks run with the lock held and wake waiters through signal().
+    pa_threaded_mainloop* mainloop() { return mainloop_; }
+    pa_context* context() { return context_; }
+    // Waits for `operation` (unreferenced here) under the lock; false when it
+    // did not complete because the connection went away.
+    bool waitLocked(pa_operation* operation);
+
+    // Observers of one card's endpoints of one direction; called on the
+    // notification thread, never with the main loop locked.
+    bool addObserver(const std::string& cardId, EDataFlow flow,
+                     std::shared_ptr<SoundCardObserver> observer);
+    bool removeObserver(const std::string& cardId,
+                        const std::shared_ptr<SoundCardObserver>& observer);
+
+    // Which card an endpoint belongs to: the card of the device, or the
+    // group of its owner module for card-less devices.
+    static std::string cardIdOf(const DeviceInfo& device);
+
+private:
+    PulseServer() = default;
+
+    struct Event {
+        pa_subscription_event_type_t type;
+        std::uint32_t index;
+    };
+    // What the notification thread remembers of an endpoint to tell a change
+    // from a property update and to name a removed one.
+    struct Known {
+        std::string endpointId;
+        std::string cardId;
+        std::uint32_t state = 0;
+        std::string signature;
+    };
+
+    static void onContextState(pa_context* context, void* self);
+    static void onSubscription(pa_context* context, pa_subscription_event_type_t type,
+                               std::uint32_t index, void* self);
+    void notifyLoop();
+    void dispatch(const Event& event);
+    void rememberAll();
+
+    pa_threaded_mainloop* mainloop_ = nullptr;
+    pa_context* context_ = nullptr;
+    bool wasReady_ = false;  // main loop thread only
+
+    std::mutex eventMutex_;
+    std::condition_variable eventReady_;
+    std::deque<Event> events_;
+    bool stopping_ = false;
+    std::thread notifier_;
+
+    struct Observer {
+        std::string cardId;
+        EDataFlow flow;
+        std::shared_ptr<SoundCardObserver> observer;
+    };
+    std::mutex observerMutex_;
+    std::vector<Observer> observers_;
+    std::map<std::pair<int, std::uint32_t>, Known> known_;  // (flow, index), notifier only
+};
+
+// The endpoint id of a sink or source: "sink:<name>" / "source:<name>".
+std::string endpointId(const DeviceInfo& device);
+// The endpoint state the server's view gives: active, or unplugged when the
+// active port reports nothing plugged in.
+std::uint32_t endpointState(const DeviceInfo& device);
+
+}  // namespace audio::pulse

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "platform/ui/Dialog.hpp"
+
+namespace ui {
+
+// Answers dialogs without a person, for automation and tests: it records,
+// plays the recording back and then presses Pass or Fail, or it closes the
+// dialog at once. Message boxes go to the run's output and are answered OK.
+class ScriptedDialogService : public DialogService {
+public:
+    enum class Answer { Pass, Fail, Cancel };
+
+    explicit ScriptedDialogService(Answer answer) : answer_(answer) {}
+
+    std::string name() const override { return "scripted"; }
+    int runModal(const DialogTemplate& layout, DialogHandler& handler) override;
+
+private:
+    Answer answer_;
+};
+
+}  // namespace ui

@@ -1,0 +1,348 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <vector>
+
+#include "DialogTestSupport.hpp"
+#include "diag/kvormicrophone/MicrophoneDialogCommon.hpp"
+#include "diag/kvormicrophone/MicrophoneDlg.hpp"
+#include "diag/kvormicrophone/MicrophoneTestMFCUI.hpp"
+#include "diag/kvormicrophone/MicrophoneTestParameter.hpp"
+#include "platform/audio/WaveFile.hpp"
+#include "platform/kvo/System.hpp"
+#include "platform/vesk5/host/Framework.hpp"
+#include "support/CapturingLogSink.hpp"
+
+namespace kvormicrophone {
+namespace {
+
+using namespace dialog;
+using test::Buttons;
+using test::TestDialog;
+using test::TestDialogService;
+using vesk5::TestResult;
+
+bool logged(const kvo::test::CapturingLogSink& log, const std::string& logger,
+            const std::string& text) {
+    for (const std::string& message : log.messages(logger)) {
+        if (message.find(text) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool raised(const kvo::test::CapturingLogSink& log, const std::string& key) {
+    return logged(log, "vesk5", "Event " + key + " ");
+}
+
+TEST(DialogProgress, RoundsHalfUpAndEndsOnlyAtTheFullLength) {
+    EXPECT_EQ(progressPercent(0), 0u);
+    EXPECT_EQ(progressPercent(14), 0u);
+    EXPECT_EQ(progressPercent(15), 1u);  // 0.5 rounds up
+    EXPECT_EQ(progressPercent(1500), 50u);
+    EXPECT_EQ(progressPercent(2990), 100u);  // 99.67 rounds to 100 ...
+    EXPECT_FALSE(progressComplete(2990));    // ... but the step is not over yet
+    EXPECT_TRUE(progressComplete(3000));
+    EXPECT_EQ(progressPercent(4500), 100u);  // a late timer never passes 100
+}
+
+TEST(RecordingFormat, IsReadBitsThenChannelsThenRateStoppingAtTheFirstZero) {
+    const auto readFrom = [](std::uint32_t bits, std::uint32_t channels, std::uint32_t rate,
+                             std::vector<FormatParameter>& order) {
+        return readRecordingFormat([&](FormatParameter parameter) {
+            order.push_back(parameter);
+            switch (parameter) {
+                case FormatParameter::BitsPerSample:
+                    return bits;
+                case FormatParameter::NumberOfChannels:
+                    return channels;
+                case FormatParameter::SamplesPerSec:
+                    return rate;
+            }
+            return 0u;
+        });
+    };
+    std::vector<FormatParameter> order;
+    const RecordingFormat all = readFrom(16, 2, 22050, order);
+    EXPECT_EQ(order, (std::vector<FormatParameter>{FormatParameter::BitsPerSample,
+                                                   FormatParameter::NumberOfChannels,
+                                                   FormatParameter::SamplesPerSec}));
+    EXPECT_EQ(all.bitsPerSample, 16);
+    EXPECT_EQ(all.channels, 2);
+    EXPECT_EQ(all.samplesPerSec, 22050u);
+
+    order.clear();
+    const RecordingFormat noBits = readFrom(0, 2, 22050, order);
+    EXPECT_EQ(order, std::vector<FormatParameter>{FormatParameter::BitsPerSample});
+    EXPECT_EQ(noBits.samplesPerSec, 0u);
+    EXPECT_EQ(noBits.channels, 0);
+
+    order.clear();
+    const RecordingFormat noChannels = readFrom(8, 0, 22050, order);
+    EXPECT_EQ(order.size(), 2u);
+    EXPECT_EQ(noChannels.samplesPerSec, 0u);
+}
+
+TEST(RecordingFormat, ComesFromTheTestParameters) {
+    vesk5::Test test{"MicrophoneTest", vesk5::DeviceCapability::Microphone(), nullptr};
+    MicrophoneTestParameter::initialize(&test);
+    ASSERT_TRUE(test.findParameter("BitsPerSample")->setFromText("8"));
+    ASSERT_TRUE(test.findParameter("SamplesPerSec")->setFromText("11025"));
+    EXPECT_EQ(recordingFormatFromParameters().samplesPerSec, 0u);  // channels missing
+    ASSERT_TRUE(test.findParameter("NumberOfChannels")->setFromText("1"));
+    const RecordingFormat format = recordingFormatFromParameters();
+    EXPECT_EQ(format.samplesPerSec, 11025u);
+    EXPECT_EQ(format.channels, 1);
+    MicrophoneTestParameter::shutdown();
+}
+
+TEST(RecordingFormat, PcmArithmeticDividesBitsByEightFirst) {
+    const audio::WAVEFORMATEX mono8 = pcmFormat({11025, 1, 8});
+    EXPECT_EQ(mono8.wFormatTag, audio::WAVE_FORMAT_PCM);
+    EXPECT_EQ(mono8.nBlockAlign, 1);
+    EXPECT_EQ(mono8.nAvgBytesPerSec, 11025u);
+    const audio::WAVEFORMATEX stereo12 = pcmFormat({8000, 2, 12});
+    EXPECT_EQ(stereo12.nBlockAlign, 2);  // 12 / 8 = 1 byte per channel
+    EXPECT_EQ(stereo12.nAvgBytesPerSec, 16000u);
+    const audio::WAVEFORMATEX cd = pcmFormat({44100, 2, 16});
+    EXPECT_EQ(cd.nBlockAlign, 4);
+    EXPECT_EQ(cd.nAvgBytesPerSec, 176400u);
+}
+
+// --- The progress dialog on the engine -------------------------------------
+
+Buttons mfcButtons(const TestDialog& dialog) {
+    return dialog.buttons(IDC_RECORD, IDC_PLAY, IDC_PASS, IDC_FAIL, IDC_CLOSE);
+}
+
+TEST(MicrophoneTestMFCUI, RepeatedProgressIsPostedOnceEvenAcrossDialogs) {
+    lastPostedProgress() = 0;
+    int firstPosts = -1;
+    MicrophoneTestMFCUI first(IDD_MICROPHONE, nullptr);
+    MicrophoneTestMFCUI second(IDD_MICROPHONE, nullptr);
+    TestDialogService firstService([&](TestDialog& dialog) {
+        first.setProgress(42);
+        first.setProgress(42);
+        firstPosts = dialog.posts;
+        dialog.end(0);
+    });
+    first.doModal(firstService);
+    EXPECT_EQ(firstPosts, 1);
+
+    int secondPosts = -1;
+    TestDialogService secondService([&](TestDialog& dialog) {
+        if (secondPosts < 0) {
+            second.setProgress(42);  // where the first dialog left off: nothing
+            secondPosts = dialog.posts;
+            second.setProgress(43);
+            EXPECT_EQ(dialog.posts, secondPosts + 1);
+            dialog.end(0);
+        }
+    });
+    second.doModal(secondService);
+    EXPECT_EQ(secondPosts, 0);
+}
+
+TEST(MicrophoneTestMFCUI, ButtonsFollowRecordPlayAndPass) {
+    test::SimulatedPc pc("healthy-laptop.json");
+    MicrophoneTestWin7 engine;
+    MicrophoneTestMFCUI ui(IDD_MICROPHONE, &engine);
+    engine.setUI(&ui);
+    engine.setRecordingDuration(kRecordingMs);
+    std::vector<Buttons> seen;
+    int progressAtRecorded = -1;
+    int step = 0;
+    TestDialogService service([&](TestDialog& dialog) {
+        if (step == 0 && dialog.listCount(IDC_INPUT_LIST) > 0 &&
+            dialog.listCount(IDC_OUTPUT_LIST) > 0) {
+            seen.push_back(mfcButtons(dialog));
+            dialog.press(IDC_RECORD);
+            seen.push_back(mfcButtons(dialog));
+            step = 1;
+        } else if (step == 1 && dialog.isEnabled(IDC_PLAY)) {
+            progressAtRecorded = dialog.progress(IDC_PROGRESS);
+            seen.push_back(mfcButtons(dialog));
+            dialog.press(IDC_PLAY);
+            seen.push_back(mfcButtons(dialog));
+            step = 2;
+        } else if (step == 2 && dialog.isEnabled(IDC_PASS)) {
+            seen.push_back(mfcButtons(dialog));
+            dialog.press(IDC_PASS);
+            step = 3;
+        }
+    });
+    ui.doModal(service);
+    engine.setUI(nullptr);
+    ASSERT_FALSE(service.timedOut);
+    ASSERT_EQ(seen.size(), 5u);
+    //                     record play   pass   fail  close
+    EXPECT_EQ(seen[0], (Buttons{true, false, false, true, true}));   // lists filled
+    EXPECT_EQ(seen[1], (Buttons{false, false, false, true, true}));  // recording
+    EXPECT_EQ(seen[2], (Buttons{true, true, false, true, true}));    // recorded
+    EXPECT_EQ(seen[3], (Buttons{false, false, false, true, true}));  // playing
+    EXPECT_EQ(seen[4], (Buttons{true, true, true, true, true}));     // played
+    EXPECT_EQ(progressAtRecorded, 100);
+    EXPECT_EQ(engine.result(), TestResult::PASS());
+    EXPECT_EQ(engine.recordingBuffer().pcmStorage.size(), 176400u * 3);
+}
+
+TEST(MicrophoneTestMFCUI, WithoutMicrophonesRecordAndPlayStayDisabled) {
+    test::SimulatedPc pc("no-microphone.json");
+    MicrophoneTestWin7 engine;
+    MicrophoneTestMFCUI ui(IDD_MICROPHONE, &engine);
+    engine.setUI(&ui);
+    Buttons buttons{};
+    TestDialogService service([&](TestDialog& dialog) {
+        if (dialog.listCount(IDC_OUTPUT_LIST) > 0) {
+            buttons = mfcButtons(dialog);
+            dialog.press(IDC_CLOSE);
+        }
+    });
+    ui.doModal(service);
+    engine.setUI(nullptr);
+    EXPECT_FALSE(buttons.record);
+    EXPECT_FALSE(buttons.play);
+    EXPECT_EQ(engine.result(), TestResult::USERABORTED());
+}
+
+// --- The MCI dialog ---------------------------------------------------------
+
+class MciDialogTest : public testing::Test {
+protected:
+    void SetUp() override { MicrophoneTestParameter::initialize(&test_); }
+    void TearDown() override {
+        MicrophoneTestParameter::shutdown();
+        vesk5::host::Framework::instance().setPromptEnable(false);
+    }
+    void setParameter(const std::string& name, const std::string& value) {
+        ASSERT_TRUE(test_.findParameter(name)->setFromText(value));
+    }
+
+    vesk5::Test test_{"MicrophoneTest", vesk5::DeviceCapability::Microphone(), nullptr};
+};
+
+Buttons mciButtons(const TestDialog& dialog) {
+    return dialog.buttons(IDC_RECORD, IDC_PLAY, IDC_PASS, IDC_FAIL, IDC_CLOSE);
+}
+
+TEST_F(MciDialogTest, RecordsThreeSecondsSavesThemAndPlaysThemBack) {
+    test::SimulatedPc pc("windows-xp.json");
+    setParameter("BitsPerSample", "16");
+    setParameter("NumberOfChannels", "1");
+    setParameter("SamplesPerSec", "8000");
+    CMicrophoneDlg dlg(IDD_MICROPHONE, pc.mci());
+    std::vector<Buttons> seen;
+    std::vector<std::string> inputs;
+    int step = 0;
+    TestDialogService service([&](TestDialog& dialog) {
+        if (step == 0) {
+            for (int i = 0; i < dialog.listCount(IDC_INPUT_LIST); ++i) {
+                inputs.push_back(std::to_string(dialog.listItemData(IDC_INPUT_LIST, i)));
+            }
+            seen.push_back(mciButtons(dialog));
+            dialog.press(IDC_RECORD);
+            seen.push_back(mciButtons(dialog));
+            step = 1;
+        } else if (step == 1 && dialog.isEnabled(IDC_PLAY)) {
+            seen.push_back(mciButtons(dialog));
+            dialog.press(IDC_PLAY);
+            seen.push_back(mciButtons(dialog));
+            step = 2;
+        } else if (step == 2 && dialog.isEnabled(IDC_PASS)) {
+            seen.push_back(mciButtons(dialog));
+            dialog.press(IDC_PASS);
+        }
+    });
+    dlg.doModal(service);
+    ASSERT_FALSE(service.timedOut);
+    // Before Vista the default entry comes first, with item data 0.
+    EXPECT_EQ(inputs, (std::vector<std::string>{"0", "0"}));
+    ASSERT_EQ(seen.size(), 5u);
+    //                     record play   pass   fail  close
+    EXPECT_EQ(seen[0], (Buttons{true, false, false, false, true}));   // idle
+    EXPECT_EQ(seen[1], (Buttons{false, false, false, false, true}));  // recording
+    EXPECT_EQ(seen[2], (Buttons{true, true, false, false, true}));    // saved
+    EXPECT_EQ(seen[3], (Buttons{false, false, false, false, true}));  // playing
+    EXPECT_EQ(seen[4], (Buttons{true, true, true, true, true}));      // played
+    EXPECT_EQ(dlg.result(), TestResult::PASS());
+
+    std::string directory;
+    ASSERT_TRUE(ui::temporaryDirectory(directory));
+    EXPECT_EQ(dlg.recordingPath(), directory + "kvorecord.wav");
+    audio::WaveFile file;
+    ASSERT_TRUE(file.loadFile(dlg.recordingPath())) << file.error();
+    EXPECT_EQ(file.format().nSamplesPerSec, 8000u);
+    EXPECT_EQ(file.format().nChannels, 1);
+    EXPECT_EQ(file.numBlocks(), 24000u);  // 3000 ms
+    std::filesystem::remove(kvo::toPath(dlg.recordingPath()));
+}
+
+// Refuses to save, as a full disk would.
+class UnsavingMci : public ui::sim::SimMciService {
+public:
+    using SimMciService::SimMciService;
+    ui::MCIERROR save(ui::MCIDEVICEID, const std::string&) override {
+        return ui::MCIERR_FILE_NOT_SAVED;
+    }
+};
+
+TEST_F(MciDialogTest, AFailedSaveLeavesPlayDisabled) {
+    test::SimulatedPc pc("windows-xp.json");
+    UnsavingMci mci(audio::currentSystem());
+    kvo::test::CapturingLogSink log;
+    CMicrophoneDlg dlg(IDD_MICROPHONE, mci);
+    std::optional<Buttons> afterSave;
+    bool recorded = false;
+    TestDialogService service([&](TestDialog& dialog) {
+        if (!recorded) {
+            dialog.press(IDC_RECORD);
+            recorded = true;
+        } else if (dialog.isEnabled(IDC_RECORD)) {
+            afterSave = mciButtons(dialog);
+            dialog.press(IDC_CLOSE);
+        }
+    });
+    dlg.doModal(service);
+    ASSERT_TRUE(afterSave.has_value());
+    EXPECT_FALSE(afterSave->play);
+    EXPECT_TRUE(raised(log, "MSG_FILE_NOT_SAVED"));
+    EXPECT_TRUE(logged(log, "kvormicrophone", "Saving failed"));
+    EXPECT_EQ(dlg.result(), TestResult::USERABORTED());
+}
+
+// A PC without any wave device, as the device lists see it.
+class DevicelessMci : public ui::sim::SimMciService {
+public:
+    using SimMciService::SimMciService;
+    std::uint32_t waveInDeviceCount() override { return 0; }
+    std::uint32_t waveOutDeviceCount() override { return 0; }
+};
+
+TEST_F(MciDialogTest, DetectionPromptNeedsTheParameterAndTheFrameworkSwitch) {
+    test::SimulatedPc pc("healthy-laptop.json");  // Windows 10: no default entries
+    DevicelessMci mci(audio::currentSystem());
+    for (const bool parameter : {false, true}) {
+        for (const bool framework : {false, true}) {
+            setParameter("bPromptEnable", parameter ? "true" : "false");
+            vesk5::host::Framework::instance().setPromptEnable(framework);
+            kvo::test::CapturingLogSink log;
+            CMicrophoneDlg dlg(IDD_MICROPHONE, mci);
+            TestDialogService service(nullptr);
+            dlg.doModal(service);
+            EXPECT_EQ(service.messageBoxes, parameter && framework ? 1 : 0)
+                << "bPromptEnable " << parameter << ", framework " << framework;
+            EXPECT_EQ(dlg.result(), TestResult::CANNOTRUN());
+            EXPECT_TRUE(raised(log, "MSG_DOES_NOT_SUPPORT_RECORDING"));
+            EXPECT_TRUE(
+                logged(log, "kvormicrophone", "No input mixer devices found.  Cannot run."));
+            if (parameter && framework) {
+                EXPECT_NE(service.lastMessage.find("No input device was detected"),
+                          std::string::npos);
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kvormicrophone

@@ -1,0 +1,143 @@
+// Runs the real program on simulated PCs and reads its --json output.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/audio/WaveFile.hpp"
+#include "support/TempDirectory.hpp"
+
+namespace {
+
+struct ProgramResult {
+    int exitCode = -1;
+    std::vector<nlohmann::json> lines;
+    std::string errors;
+
+    bool hasEvent(const std::string& key, const std::string& severity) const {
+        return std::any_of(lines.begin(), lines.end(), [&](const nlohmann::json& line) {
+            return line.value("type", "") == "event" && line.value("key", "") == key &&
+                   line.value("severity", "") == severity;
+        });
+    }
+    std::string result() const {
+        for (const auto& line : lines) {
+            if (line.value("type", "") == "run") {
+                return line.value("result", "");
+            }
+        }
+        return "";
+    }
+};
+
+class MicrophoneTestEndToEnd : public testing::Test {
+protected:
+    // Runs kvormicrophone in the temporary directory, which is also its TMPDIR,
+    // with nothing on standard input.
+    ProgramResult run(const std::string& arguments) {
+        const std::string errors = dir_.file("stderr.txt");
+        const std::string command = "cd '" + dir_.path() + "' && TMPDIR='" + dir_.path() +
+                                    "' '" KVO_PROGRAM "' run MicrophoneTest --audio sim --json " +
+                                    arguments + " < /dev/null 2> '" + errors + "'";
+        ProgramResult result;
+        FILE* pipe = popen(command.c_str(), "r");
+        if (pipe == nullptr) {
+            ADD_FAILURE() << "cannot run " << command;
+            return result;
+        }
+        std::string output;
+        char buffer[4096];
+        while (const std::size_t n = std::fread(buffer, 1, sizeof buffer, pipe)) {
+            output.append(buffer, n);
+        }
+        const int status = pclose(pipe);
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        std::istringstream stream(output);
+        for (std::string line; std::getline(stream, line);) {
+            if (!line.empty()) {
+                result.lines.push_back(nlohmann::json::parse(line));
+            }
+        }
+        std::ifstream err(errors);
+        result.errors.assign(std::istreambuf_iterator<char>(err), {});
+        return result;
+    }
+    static std::string scenario(const std::string& name) {
+        return std::string(KVO_SCENARIO_DIR) + "/" + name;
+    }
+    std::string logText() const {
+        std::ifstream log(dir_.file("logs/kvormicrophone.log"));
+        return std::string(std::istreambuf_iterator<char>(log), {});
+    }
+
+    kvo::test::TempDirectory dir_;
+};
+
+TEST_F(MicrophoneTestEndToEnd, ScriptedAnswersBecomeTheResult) {
+    const ProgramResult pass = run("--ui scripted --answer pass");
+    EXPECT_EQ(pass.exitCode, 0);
+    EXPECT_EQ(pass.result(), "PASS");
+    EXPECT_FALSE(pass.hasEvent("TestFailed", "error"));
+
+    const ProgramResult fail = run("--ui scripted --answer fail");
+    EXPECT_EQ(fail.exitCode, 1);
+    EXPECT_EQ(fail.result(), "FAIL");
+    EXPECT_TRUE(fail.hasEvent("TestFailed", "error"));
+
+    const ProgramResult cancel =
+        run("--answer cancel");  // --answer alone picks the scripted front end
+    EXPECT_EQ(cancel.exitCode, 6);
+    EXPECT_EQ(cancel.result(), "USERABORTED");
+    EXPECT_FALSE(cancel.hasEvent("TestFailed", "error"));
+}
+
+TEST_F(MicrophoneTestEndToEnd, WithoutATerminalOrAnAnswerNobodyIsThereToAnswer) {
+    const ProgramResult unattended = run("");
+    EXPECT_EQ(unattended.exitCode, 6);
+    EXPECT_EQ(unattended.result(), "USERABORTED");
+}
+
+TEST_F(MicrophoneTestEndToEnd, BeforeVistaTheMciDialogRecordsSavesAndPlays) {
+    const ProgramResult xp =
+        run("--machine '" + scenario("windows-xp.json") + "' --ui scripted --answer fail");
+    EXPECT_EQ(xp.exitCode, 1);
+    EXPECT_TRUE(xp.hasEvent("TestFailed", "error"));
+    audio::WaveFile file;
+    ASSERT_TRUE(file.loadFile(dir_.file("kvorecord.wav"))) << file.error();
+    // The MCI default format, 11025 Hz mono, for exactly 3000 ms.
+    EXPECT_EQ(file.format().nSamplesPerSec, 11025u);
+    EXPECT_EQ(file.numBlocks(), 33075u);
+    const std::string log = logText();
+    EXPECT_NE(log.find("Saving to " + dir_.file("kvorecord.wav")), std::string::npos);
+    // Fail is offered only once the playback of the file is over.
+    const std::size_t play = log.find("scripted answer: play");
+    const std::size_t verdict = log.find("scripted answer: fail");
+    ASSERT_NE(play, std::string::npos);
+    ASSERT_NE(verdict, std::string::npos);
+    EXPECT_LT(play, verdict);
+}
+
+TEST_F(MicrophoneTestEndToEnd, NoInputDeviceCannotRun) {
+    const ProgramResult none =
+        run("--machine '" + scenario("no-microphone.json") + "' --ui scripted --answer pass");
+    EXPECT_EQ(none.exitCode, 4);
+    EXPECT_EQ(none.result(), "CANNOTRUN");
+    EXPECT_TRUE(none.hasEvent("MSG_DOES_NOT_SUPPORT_RECORDING", "warning"));
+}
+
+TEST_F(MicrophoneTestEndToEnd, FrontEndsThatCannotRunAreBadParameters) {
+    const ProgramResult win32 = run("--ui win32");
+    EXPECT_EQ(win32.exitCode, 5);
+    EXPECT_NE(win32.errors.find("--ui win32"), std::string::npos);
+    EXPECT_EQ(std::count(win32.errors.begin(), win32.errors.end(), '\n'), 1);
+
+    EXPECT_EQ(run("--ui console --answer pass").exitCode, 5);
+}
+
+}  // namespace

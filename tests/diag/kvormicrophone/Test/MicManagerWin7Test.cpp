@@ -1,0 +1,152 @@
+#include "diag/kvormicrophone/Test/MicManagerWin7.hpp"
+
+#include <gtest/gtest.h>
+
+#include "SimulatedPc.hpp"
+#include "support/CapturingLogSink.hpp"
+
+namespace kvormicrophone {
+namespace {
+
+std::pair<std::uint32_t, bool> levels(const audio::AudioDevicePtr& device) {
+    std::uint32_t volume = 0;
+    bool mute = false;
+    device->volumeControl()->getVolumeLevel(volume);
+    device->volumeControl()->getMute(mute);
+    return {volume, mute};
+}
+
+// The gain stages behind a capture endpoint, depth first.
+std::vector<std::shared_ptr<audio::IAudioVolumeLevel>> gainStages(audio::AudioDevice& device) {
+    std::vector<std::shared_ptr<audio::IAudioVolumeLevel>> stages;
+    kvo::Array<audio::AudioComponent<audio::IConnector>> connectors;
+    std::shared_ptr<audio::IConnector> adapter;
+    std::shared_ptr<audio::IPart> root;
+    if (device.connector(connectors) == 0 ||
+        connectors[0].component->GetConnectedTo(adapter) != audio::kOk ||
+        adapter->QueryInterface(root) != audio::kOk) {
+        return stages;
+    }
+    std::vector<std::shared_ptr<audio::IPart>> pending{root};
+    while (!pending.empty()) {
+        const auto part = pending.back();
+        pending.pop_back();
+        std::shared_ptr<audio::IAudioVolumeLevel> level;
+        if (part->Activate(level) == audio::kOk) {
+            stages.push_back(level);
+        }
+        std::shared_ptr<audio::IPartsList> next;
+        std::uint32_t count = 0;
+        if (part->EnumPartsOutgoing(next) == audio::kOk && next->GetCount(count) == audio::kOk) {
+            for (std::uint32_t i = 0; i < count; ++i) {
+                std::shared_ptr<audio::IPart> child;
+                if (next->GetPart(i, child) == audio::kOk) {
+                    pending.push_back(child);
+                }
+            }
+        }
+    }
+    return stages;
+}
+
+float channelDb(audio::IAudioVolumeLevel& stage, std::uint32_t channel) {
+    float level = 0.0F;
+    stage.GetLevel(channel, level);
+    return level;
+}
+
+std::uint32_t indexOf(MicManagerWin7& manager, const std::string& id) {
+    for (std::uint32_t i = 0; i < manager.micDevices().size(); ++i) {
+        if (manager.micDevices()[i]->id() == id) {
+            return i;
+        }
+    }
+    return UINT32_MAX;
+}
+
+TEST(MicManagerWin7, DestructionPutsBackTheLevelsOfTheLastRefresh) {
+    test::SimulatedPc pc;
+    const auto microphone = pc.endpoint("mic-array");
+    microphone->volumeControl()->setVolumeLevel(35);
+    microphone->volumeControl()->setMute(true);
+    {
+        MicManagerWin7 manager;
+        manager.refreshDeviceStates();
+        const std::uint32_t index = indexOf(manager, "mic-array");
+        manager.setCaptureVolumeLevel(index, 100);
+        manager.setCaptureMute(index, false);
+        EXPECT_EQ(levels(microphone), std::pair(100u, false));
+    }
+    EXPECT_EQ(levels(microphone), std::pair(35u, true));
+}
+
+TEST(MicManagerWin7, ListsThatChangedSinceTheRefreshAreNotRestored) {
+    test::SimulatedPc pc;
+    kvo::test::CapturingLogSink log;
+    const auto microphone = pc.endpoint("mic-array");
+    {
+        MicManagerWin7 manager;  // lists filled, no restore points taken
+        microphone->volumeControl()->setVolumeLevel(77);
+    }
+    EXPECT_EQ(levels(microphone).first, 77u);
+    const auto messages = log.messages("kvormicrophone");
+    const auto has = [&](const std::string& text) {
+        return std::any_of(messages.begin(), messages.end(),
+                           [&](const std::string& m) { return m.find(text) != std::string::npos; });
+    };
+    EXPECT_TRUE(has(" m_micDevices.size() = 1"));
+    EXPECT_TRUE(has(" m_micVolumeMuteRestorePoint.size() = 0"));
+    EXPECT_TRUE(has(" WHY ARE THEY DIFFERENT?"));
+}
+
+TEST(MicManagerWin7, MicrophoneListHoldsOnlyActiveEndpoints) {
+    test::SimulatedPc pc;
+    MicManagerWin7 manager;
+    manager.refreshDeviceStates();
+    EXPECT_EQ(manager.micDevices().size(), 2u);  // the array and the unplugged headset microphone
+    DeviceList list;
+    ASSERT_EQ(manager.microphoneDeviceList(list), 1u);
+    EXPECT_EQ(list[0].name, "Microphone Array (High Definition Audio Device)");
+    EXPECT_EQ(list[0].index, indexOf(manager, "mic-array"));
+}
+
+TEST(MicManagerWin7, ExternalMicrophonesLeaveTheTestableListAndOnlyActiveOnesAreReported) {
+    test::SimulatedPc pc("external-mic-only");
+    MicManagerWin7 manager;
+    manager.refreshDeviceStates();
+    DeviceList testable;
+    manager.microphoneDeviceList(testable);
+    ASSERT_EQ(testable.size(), 1u);
+    DeviceList external;
+    EXPECT_EQ(manager.filterOutExternalMics(testable, external), 0u);
+    EXPECT_TRUE(testable.empty());
+    ASSERT_EQ(external.size(), 1u);
+}
+
+TEST(MicManagerWin7, BoostIsMaximalOnEveryChannelAndOnlyChannelZeroComesBack) {
+    test::SimulatedPc pc;
+    const auto microphone = pc.endpoint("mic-array");
+    const auto stages = gainStages(*microphone);
+    ASSERT_EQ(stages.size(), 1u);
+    const float before = channelDb(*stages[0], 0);
+    {
+        MicManagerWin7 manager;
+        manager.refreshDeviceStates();
+        ASSERT_TRUE(manager.boostMicrophone(indexOf(manager, "mic-array")));
+        EXPECT_FLOAT_EQ(channelDb(*stages[0], 0), 30.0F);
+        EXPECT_FLOAT_EQ(channelDb(*stages[0], 1), 30.0F);
+    }
+    EXPECT_FLOAT_EQ(channelDb(*stages[0], 0), before);
+    EXPECT_FLOAT_EQ(channelDb(*stages[0], 1), 30.0F);
+}
+
+TEST(MicManagerWin7, DefaultSpeakerGoesToSeventyPercent) {
+    test::SimulatedPc pc;
+    MicManagerWin7 manager;
+    manager.refreshDeviceStates();
+    EXPECT_TRUE(manager.setDefaultSpeakerVolume());
+    EXPECT_EQ(levels(pc.endpoint("speakers")).first, 70u);
+}
+
+}  // namespace
+}  // namespace kvormicrophone

@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "ProgramRun.hpp"
+
+namespace kvo::test {
+namespace {
+
+const std::vector<std::string> kThreeTones{"FrequencyToneTest", "--param",
+                                           "FrequencyList=440,1000,4000"};
+
+std::vector<std::string> withSetting(std::vector<std::string> arguments,
+                                     const std::string& setting) {
+    arguments.insert(arguments.end(), {"--setting", setting});
+    return arguments;
+}
+
+TEST(FrequencyToneTestE2E, HealthyLaptopHearsEveryToneWithProgressInThirds) {
+    TempDirectory base;
+    const ProgramRun run = runOnSimulatedPc(kThreeTones, "", base);
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    const auto tones = run.events("MSG_CURRENT_FREQ");
+    ASSERT_EQ(tones.size(), 3u);
+    EXPECT_EQ(tones[0]["variables"]["frequency"], "440");
+    EXPECT_EQ(tones[1]["variables"]["frequency"], "1000");
+    EXPECT_EQ(tones[2]["variables"]["frequency"], "4000");
+    EXPECT_EQ(run.progress(), (std::vector<int>{0, 33, 66, 99}));
+    EXPECT_EQ(run.report["tests"][0]["result"], "PASS");
+    EXPECT_TRUE(run.report["tests"][0]["files"].empty());
+}
+
+TEST(FrequencyToneTestE2E, DeadMicrophoneFailsEveryToneSavesThemAndTheRecordingCanBeAnalysedAgain) {
+    TempDirectory base;
+    const ProgramRun run = runOnSimulatedPc(kThreeTones, "dead-microphone", base);
+    EXPECT_EQ(run.exitCode, 1);
+    const auto failures = run.events("FAIL_FREQUENCY_TONE_TEST");
+    ASSERT_EQ(failures.size(), 1u);
+    EXPECT_EQ(failures[0]["severity"], "error");
+    EXPECT_EQ(failures[0]["variables"]["frequencies"], "440 1000 4000");
+    for (const char* file : {"440.wav", "1000.wav", "4000.wav"}) {
+        EXPECT_TRUE(run.hasLogFile(file)) << file;
+    }
+    EXPECT_EQ(run.report["tests"][0]["files"].size(), 3u);
+
+    const ProgramRun again = runOnSimulatedPc(
+        withSetting(kThreeTones, "kvormicrophone.FrequencyAnalysisWaveFile.value=1000.wav"),
+        "dead-microphone", base);
+    EXPECT_EQ(again.exitCode, 1);
+    EXPECT_TRUE(again.events("MSG_CURRENT_FREQ").empty());  // nothing was played
+    ASSERT_EQ(again.events("FAIL_FREQUENCY_TONE_TEST").size(), 1u);
+    EXPECT_EQ(again.events("FAIL_FREQUENCY_TONE_TEST")[0]["variables"]["frequencies"], "1000");
+}
+
+TEST(FrequencyToneTestE2E, GenerateRecordingSavesEveryToneAfterOldWavFilesAreCleaned) {
+    TempDirectory base;
+    std::filesystem::create_directories(base.file("logs"));
+    for (const char* old : {"logs/x.wav", "logs/123.wav.old", "logs/a.b.wav", "logs/notes.txt"}) {
+        std::ofstream(base.file(old)) << "old";
+    }
+    const ProgramRun run = runOnSimulatedPc(
+        withSetting(kThreeTones, "kvormicrophone.GenerateRecording.value= true "), "", base);
+    EXPECT_EQ(run.exitCode, 0);
+    for (const char* kept : {"440.wav", "1000.wav", "4000.wav", "a.b.wav", "notes.txt"}) {
+        EXPECT_TRUE(run.hasLogFile(kept)) << kept;
+    }
+    EXPECT_FALSE(run.hasLogFile("x.wav"));
+    EXPECT_FALSE(run.hasLogFile("123.wav.old"));
+
+    // A saved recording of a heard tone passes again on re-analysis.
+    const ProgramRun again = runOnSimulatedPc(
+        withSetting(kThreeTones, "kvormicrophone.FrequencyAnalysisWaveFile.value=4000.wav"), "",
+        base);
+    EXPECT_EQ(again.exitCode, 0);
+    EXPECT_TRUE(again.hasLogFile("4000.wav"));  // a re-analysis cleans nothing
+}
+
+TEST(FrequencyToneTestE2E, ReanalysisOfAMissingOrMisnamedFileCannotRun) {
+    TempDirectory base;
+    for (const char* name : {"kvormicrophone.FrequencyAnalysisWaveFile.value=777.wav",
+                             "kvormicrophone.FrequencyAnalysisWaveFile.value=notes.txt"}) {
+        const ProgramRun run = runOnSimulatedPc(withSetting(kThreeTones, name), "", base);
+        EXPECT_EQ(run.exitCode, 4) << name;
+        EXPECT_EQ(run.events("DEVICE_MISCONFIGURED").size(), 1u) << name;
+    }
+}
+
+TEST(FrequencyToneTestE2E, FrequencyListOutsideTwentyToTwentyThousandOrMalformedIsBadParams) {
+    for (const char* list : {"19", "20001", "abc", "", ",", "440, 1000", "-440"}) {
+        TempDirectory base;
+        const ProgramRun run = runOnSimulatedPc(
+            {"FrequencyToneTest", "--param", std::string("FrequencyList=") + list}, "", base);
+        EXPECT_EQ(run.exitCode, 5) << '"' << list << '"';
+        EXPECT_EQ(run.events("MSG_BAD_FREQ_INPUT").size(), 1u) << '"' << list << '"';
+    }
+    // Empty tokens are dropped, as a tokenizer does: "440,," is the list 440.
+    for (const char* list : {"20", "20000", "440,,"}) {
+        TempDirectory base;
+        const ProgramRun run = runOnSimulatedPc(
+            {"FrequencyToneTest", "--param", std::string("FrequencyList=") + list}, "", base);
+        EXPECT_NE(run.exitCode, 5) << list;
+        EXPECT_TRUE(run.events("MSG_BAD_FREQ_INPUT").empty()) << list;
+    }
+}
+
+TEST(FrequencyToneTestE2E,
+     MissingOrVanishingDevicesOldWindowsAndRefusingCapturesMapToTheirResults) {
+    struct Case {
+        const char* scenario;
+        int exitCode;
+        const char* event;
+    };
+    for (const Case c :
+         {Case{"no-speaker", 2, "MSG_NO_SPEAKER"},
+          Case{"unplug-during-run", 2, "MSG_NO_MICROPHONE"}, Case{"windows-vista", 3, nullptr},
+          Case{"no-16bit-stereo-playback", 4, "DEVICE_MISCONFIGURED"},
+          Case{"capture-fails-once", 4, "DEVICE_MISCONFIGURED"},
+          Case{"interrupted-capture", 4, "DEVICE_MISCONFIGURED"},
+          Case{"stop-request", 6, nullptr}}) {
+        TempDirectory base;
+        const ProgramRun run = runOnSimulatedPc(kThreeTones, c.scenario, base);
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.scenario;
+        if (c.event != nullptr) {
+            ASSERT_FALSE(run.events(c.event).empty()) << c.scenario;
+            EXPECT_EQ(run.events(c.event)[0]["severity"], "warning") << c.scenario;
+        }
+    }
+}
+
+TEST(FrequencyToneTestE2E, OffendingDriversSelectTheLegacyWaveInterface) {
+    const std::string legacy = "Found an offending driver. Using windows legacy audio API";
+    for (const auto& [scenario, expected] :
+         {std::pair{"offending-driver", true}, std::pair{"sst-card", true},
+          std::pair{"newer-realtek-driver", false}, std::pair{"", false}}) {
+        TempDirectory base;
+        const ProgramRun run = runOnSimulatedPc(kThreeTones, scenario, base);
+        EXPECT_EQ(run.exitCode, 0) << scenario;
+        EXPECT_EQ(run.logContains(legacy), expected) << scenario;
+    }
+}
+
+}  // namespace
+}  // namespace kvo::test

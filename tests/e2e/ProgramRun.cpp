@@ -1,0 +1,87 @@
+#include "ProgramRun.hpp"
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace kvo::test {
+namespace {
+
+std::string quoted(const std::string& text) {
+    std::string result = "'";
+    for (const char c : text) {
+        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return result + "'";
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
+                            const TempDirectory& base) {
+    std::string command = quoted(KVO_PROGRAM) + " run";
+    for (const std::string& argument : arguments) {
+        command += " " + quoted(argument);
+    }
+    // Detail logging: several checks read lines that are logged at priority 1.
+    command += " --audio sim --json --log-level 1 --base-dir " + quoted(base.path());
+    if (!scenario.empty()) {
+        command += " --machine " + quoted(std::string(KVO_SCENARIOS) + "/" + scenario + ".json");
+    }
+    command += " --report " + quoted(base.file("report.json"));
+    command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
+
+    ProgramRun run;
+    run.baseDirectory = base.path();
+    const int status = std::system(command.c_str());
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    std::istringstream out(readFile(base.file("stdout.txt")));
+    for (std::string line; std::getline(out, line);) {
+        run.lines.push_back(nlohmann::json::parse(line));
+    }
+    run.errors = readFile(base.file("stderr.txt"));
+    const std::string report = readFile(base.file("report.json"));
+    if (!report.empty()) {
+        run.report = nlohmann::json::parse(report);
+    }
+    return run;
+}
+
+std::vector<nlohmann::json> ProgramRun::events(const std::string& key) const {
+    std::vector<nlohmann::json> found;
+    for (const nlohmann::json& line : lines) {
+        if (line["type"] == "event" && line["key"] == key) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
+std::vector<int> ProgramRun::progress() const {
+    std::vector<int> values;
+    for (const nlohmann::json& line : lines) {
+        if (line["type"] == "progress") {
+            values.push_back(line["percent"].get<int>());
+        }
+    }
+    return values;
+}
+
+std::string ProgramRun::log() const {
+    return readFile(baseDirectory + "/logs/kvormicrophone.log");
+}
+
+bool ProgramRun::hasLogFile(const std::string& name) const {
+    return std::ifstream(baseDirectory + "/logs/" + name).good();
+}
+
+}  // namespace kvo::test

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "support/TempDirectory.hpp"
+
+namespace kvo::test {
+
+// One run of the real program with --json and --report in a base directory of its own.
+struct ProgramRun {
+    int exitCode = -1;
+    std::vector<nlohmann::json> lines;  // stdout, one JSON object per line
+    nlohmann::json report;
+    std::string errors;  // stderr
+
+    // The events of that key, in order.
+    std::vector<nlohmann::json> events(const std::string& key) const;
+    // Every progress value the framework received, in order.
+    std::vector<int> progress() const;
+    std::string log() const;
+    bool logContains(const std::string& text) const {
+        return log().find(text) != std::string::npos;
+    }
+    bool hasLogFile(const std::string& name) const;
+
+    std::string baseDirectory;
+};
+
+// Runs `kvormicrophone run <arguments> --audio sim --machine <scenario>` at log level 1 with
+// `base` as its base directory; an empty scenario is the built-in laptop.
+ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
+                            const TempDirectory& base);
+
+}  // namespace kvo::test
