@@ -6,10 +6,10 @@
 namespace ui {
 
 ModalDialog::ModalDialog(const DialogTemplate& layout, DialogHandler& handler) : handler_(handler) {
-    for (const ControlSpec& spec : layout.controls) {
+    for (const ControlSpec& definition : layout.controls) {
         Control control;
-        control.spec = spec;
-        control.enabled = spec.enabled;
+        control.definition = definition;
+        control.enabled = definition.enabled;
         controls_.push_back(std::move(control));
     }
 }
@@ -28,7 +28,7 @@ int ModalDialog::run() {
 
 const ModalDialog::Control* ModalDialog::find(int id) const {
     const auto it = std::find_if(controls_.begin(), controls_.end(),
-                                 [id](const Control& c) { return c.spec.id == id; });
+                                 [id](const Control& c) { return c.definition.id == id; });
     return it == controls_.end() ? nullptr : &*it;
 }
 
@@ -38,7 +38,7 @@ ModalDialog::Control* ModalDialog::find(int id) {
 
 const ModalDialog::Control* ModalDialog::findRole(ControlRole role) const {
     const auto it = std::find_if(controls_.begin(), controls_.end(),
-                                 [role](const Control& c) { return c.spec.role == role; });
+                                 [role](const Control& c) { return c.definition.role == role; });
     return it == controls_.end() ? nullptr : &*it;
 }
 
@@ -160,7 +160,7 @@ void ModalDialog::end(int result) {
 void ModalDialog::press(int id) {
     if (isEnabled(id) && !ended_) {
         const Control* control = find(id);
-        if (control->spec.kind == ControlKind::Button) {
+        if (control->definition.kind == ControlKind::Button) {
             handler_.onCommand(id);
         }
     }
@@ -168,7 +168,7 @@ void ModalDialog::press(int id) {
 
 void ModalDialog::pressRole(ControlRole role) {
     if (const Control* control = findRole(role)) {
-        press(control->spec.id);
+        press(control->definition.id);
     }
 }
 

@@ -20,7 +20,7 @@ namespace ui {
 class ModalDialog : public Dialog {
 public:
     struct Control {
-        ControlSpec spec;
+        ControlSpec definition;
         std::string text;
         bool enabled = true;
         int position = 0;

@@ -160,9 +160,9 @@ protected:
             chooseNext(ControlRole::OutputList);
         } else if (key >= 0) {
             for (const Control& control : controls()) {
-                const char wanted = hotKey(control.spec.role);
+                const char wanted = hotKey(control.definition.role);
                 if (wanted != 0 && (key == wanted || key == wanted - 'a' + 'A')) {
-                    press(control.spec.id);
+                    press(control.definition.id);
                     break;
                 }
             }
@@ -174,7 +174,8 @@ protected:
 private:
     void chooseNext(ControlRole role) {
         if (const Control* list = findRole(role); list != nullptr && !list->items.empty()) {
-            choose(list->spec.id, (list->selection + 1) % static_cast<int>(list->items.size()));
+            choose(list->definition.id,
+                   (list->selection + 1) % static_cast<int>(list->items.size()));
         }
     }
 
@@ -205,15 +206,15 @@ private:
         }
         screen << "=== " << caption() << " ===\n\n";
         for (const Control& control : controls()) {
-            if (control.spec.role == ControlRole::Instructions) {
+            if (control.definition.role == ControlRole::Instructions) {
                 screen << withoutCarriageReturns(control.text) << "\n\n";
             }
         }
         int inputLabel = 0;
         int outputLabel = 0;
         for (const Control& control : controls()) {
-            if (control.spec.kind == ControlKind::Label) {
-                (inputLabel == 0 ? inputLabel : outputLabel) = control.spec.id;
+            if (control.definition.kind == ControlKind::Label) {
+                (inputLabel == 0 ? inputLabel : outputLabel) = control.definition.id;
             }
         }
         screen << listLine(ControlRole::InputList, 'i', inputLabel) << "\n";
@@ -226,7 +227,7 @@ private:
                    << bar->position << "%\n\n";
         }
         for (const Control& control : controls()) {
-            const char key = hotKey(control.spec.role);
+            const char key = hotKey(control.definition.role);
             if (key == 0) {
                 continue;
             }
