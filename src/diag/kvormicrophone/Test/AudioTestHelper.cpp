@@ -8,8 +8,11 @@
 namespace kvormicrophone {
 namespace {
 
-auto sortKey(const WAVEFORMATEX& format) {
-    return std::tuple(format.nSamplesPerSec, format.nChannels, format.wBitsPerSample);
+// The fields are copied: the record is packed, and a tuple of references to them would be
+// misaligned.
+std::tuple<std::uint32_t, std::uint16_t, std::uint16_t> sortKey(const WAVEFORMATEX& format) {
+    return {std::uint32_t(format.nSamplesPerSec), std::uint16_t(format.nChannels),
+            std::uint16_t(format.wBitsPerSample)};
 }
 
 // Ascending insertion sort in which an element moves in front of every earlier
