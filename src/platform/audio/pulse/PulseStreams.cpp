@@ -1,4 +1,5 @@
 #include "PulseStreams.hpp"
+#include "platform/audio/StreamWave.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -34,19 +35,6 @@ public:
 private:
     pa_threaded_mainloop* mainloop_;
 };
-
-bool isConsistent(const WAVEFORMATEX& format) {
-    return format.nChannels > 0 && format.wBitsPerSample > 0 && format.wBitsPerSample % 8 == 0 &&
-           format.nBlockAlign == format.nChannels * format.wBitsPerSample / 8 &&
-           format.nAvgBytesPerSec == format.nBlockAlign * format.nSamplesPerSec;
-}
-
-// What the wave mapper takes: PCM of 8 or 16 bits, mono or stereo, 8 to 96 kHz.
-bool isWaveFormat(const WAVEFORMATEX& format) {
-    return format.wFormatTag == WAVE_FORMAT_PCM && isConsistent(format) &&
-           (format.wBitsPerSample == 8 || format.wBitsPerSample == 16) && format.nChannels <= 2 &&
-           format.nSamplesPerSec >= 8000 && format.nSamplesPerSec <= 96000;
-}
 
 void onStreamState(pa_stream*, void* mainloop) {
     pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(mainloop), 0);
@@ -379,7 +367,7 @@ HResult checkEndpoint(const std::shared_ptr<PulseServer>& server, const AudioDev
         return kWrongEndpointType;
     }
     const WAVEFORMATEX& format = buffer->format.Format;
-    if (!isConsistent(format) || buffer->pcmStorage.size() < format.nBlockAlign) {
+    if (!isConsistentFormat(format) || buffer->pcmStorage.size() < format.nBlockAlign) {
         return kInvalidArg;
     }
     if (const HResult hr = endpoint->isFormatSupported(format, AUDCLNT_SHAREMODE_SHARED);
@@ -500,134 +488,10 @@ private:
     HResult lastError_ = kOk;
 };
 
-class PulseWaveIn final : public WaveIn {
-public:
-    explicit PulseWaveIn(std::shared_ptr<PulseServer> server)
-        : server_(server), stream_(std::move(server)) {}
-
-    bool open(std::uint32_t deviceId, libAudio::StaticPCMBuffer* buffer) override {
-        close();
-        const std::optional<std::string> device = waveDeviceName(*server_, eCapture, deviceId);
-        if (!device) {
-            return fail(kNotFound);
-        }
-        if (buffer == nullptr) {
-            return fail(kPointer);
-        }
-        if (!isWaveFormat(buffer->format.Format)) {
-            return fail(kUnsupportedFormat);
-        }
-        if (buffer->pcmStorage.size() < buffer->format.Format.nBlockAlign) {
-            return fail(kInvalidArg);
-        }
-        device_ = *device;
-        buffer_ = buffer;
-        error_ = 0;
-        return true;
-    }
-    bool start() override {
-        if (buffer_ == nullptr) {
-            return fail(kNotInitialized);
-        }
-        if (const HResult hr = stream_.start(device_, buffer_, {}, 0); failed(hr)) {
-            return fail(hr);
-        }
-        error_ = 0;
-        return true;
-    }
-    bool stillRecording() override { return stream_.running(); }
-    bool stop() override {
-        stream_.stop();
-        return buffer_ != nullptr;
-    }
-    void close() override {
-        stream_.stop();
-        buffer_ = nullptr;
-    }
-    int errorCode() override { return error_ != 0 ? error_ : stream_.exitCode(); }
-
-private:
-    bool fail(HResult hr) {
-        error_ = hr;
-        return false;
-    }
-
-    std::shared_ptr<PulseServer> server_;
-    CaptureStream stream_;
-    std::string device_;
-    libAudio::StaticPCMBuffer* buffer_ = nullptr;
-    int error_ = 0;
-};
-
-class PulseWaveOut final : public WaveOut {
-public:
-    explicit PulseWaveOut(std::shared_ptr<PulseServer> server)
-        : server_(server), stream_(std::move(server)) {}
-
-    bool open(std::uint32_t deviceId, const libAudio::StaticPCMBuffer& track) override {
-        close();
-        const std::optional<std::string> device = waveDeviceName(*server_, eRender, deviceId);
-        if (!device) {
-            return fail(kNotFound);
-        }
-        if (!isWaveFormat(track.format.Format)) {
-            return fail(kUnsupportedFormat);
-        }
-        if (track.pcmStorage.size() < track.format.Format.nBlockAlign) {
-            return fail(kInvalidArg);
-        }
-        device_ = *device;
-        format_ = track.format.Format;
-        samples_.assign(track.pcmStorage.data(), track.pcmStorage.data() + track.pcmStorage.size());
-        opened_ = true;
-        error_ = 0;
-        return true;
-    }
-    bool start(std::uint32_t loops) override {
-        if (!opened_) {
-            return fail(kNotInitialized);
-        }
-        if (loops == 0) {
-            return fail(kInvalidArg);
-        }
-        if (const HResult hr =
-                stream_.start(device_, format_, samples_.data(), samples_.size(), loops, {});
-            failed(hr)) {
-            return fail(hr);
-        }
-        error_ = 0;
-        return true;
-    }
-    bool stillPlaying() override { return stream_.running(); }
-    bool stop() override {
-        stream_.stop();
-        return opened_;
-    }
-    void close() override {
-        stream_.stop();
-        opened_ = false;
-    }
-    int errorCode() override { return error_ != 0 ? error_ : stream_.exitCode(); }
-
-private:
-    bool fail(HResult hr) {
-        error_ = hr;
-        return false;
-    }
-
-    std::shared_ptr<PulseServer> server_;
-    PlaybackStream stream_;
-    std::string device_;
-    WAVEFORMATEX format_;
-    std::vector<unsigned char> samples_;
-    bool opened_ = false;
-    int error_ = 0;
-};
-
 }  // namespace
 
 bool pulseSampleFormat(const WAVEFORMATEX& format, pa_sample_spec& pulseFormat) {
-    if (!isConsistent(format)) {
+    if (!isConsistentFormat(format)) {
         return false;
     }
     if (format.wFormatTag == WAVE_FORMAT_PCM) {
@@ -666,11 +530,13 @@ std::unique_ptr<AudioRendererEx> makeRendererEx(std::shared_ptr<PulseServer> ser
 }
 
 std::unique_ptr<WaveIn> makeWaveIn(std::shared_ptr<PulseServer> server) {
-    return std::make_unique<PulseWaveIn>(std::move(server));
+    return std::make_unique<StreamWaveIn<PulseServer, std::string, CaptureStream, waveDeviceName>>(
+        std::move(server));
 }
 
 std::unique_ptr<WaveOut> makeWaveOut(std::shared_ptr<PulseServer> server) {
-    return std::make_unique<PulseWaveOut>(std::move(server));
+    return std::make_unique<
+        StreamWaveOut<PulseServer, std::string, PlaybackStream, waveDeviceName>>(std::move(server));
 }
 
 }  // namespace audio::pulse

@@ -1,4 +1,5 @@
 #include "SimStreams.hpp"
+#include "platform/audio/StreamWave.hpp"
 
 #include <atomic>
 #include <optional>
@@ -15,19 +16,6 @@ namespace {
 
 // The period at which a stream's thread wakes: the packet length of the device.
 constexpr std::uint32_t kPacketMs = 10;
-
-bool isConsistent(const WAVEFORMATEX& format) {
-    return format.nChannels > 0 && format.wBitsPerSample > 0 && format.wBitsPerSample % 8 == 0 &&
-           format.nBlockAlign == format.nChannels * format.wBitsPerSample / 8 &&
-           format.nAvgBytesPerSec == format.nBlockAlign * format.nSamplesPerSec;
-}
-
-// What the wave mapper accepts: PCM of 8 or 16 bits, mono or stereo, 8 to 96 kHz.
-bool isWaveFormat(const WAVEFORMATEX& format) {
-    return format.wFormatTag == WAVE_FORMAT_PCM && isConsistent(format) &&
-           (format.wBitsPerSample == 8 || format.wBitsPerSample == 16) && format.nChannels <= 2 &&
-           format.nSamplesPerSec >= 8000 && format.nSamplesPerSec <= 96000;
-}
 
 // A running capture into a caller's buffer.
 class CaptureStream {
@@ -211,7 +199,7 @@ HResult checkEndpoint(const std::shared_ptr<World>& world, const AudioDevicePtr&
         return kWrongEndpointType;
     }
     const WAVEFORMATEX& format = buffer->format.Format;
-    if (!isConsistent(format) || buffer->pcmStorage.size() < format.nBlockAlign) {
+    if (!isConsistentFormat(format) || buffer->pcmStorage.size() < format.nBlockAlign) {
         return kInvalidArg;
     }
     if (const HResult hr = endpoint->isFormatSupported(format, shareMode); failed(hr)) {
@@ -335,133 +323,10 @@ private:
     HResult lastError_ = kOk;
 };
 
-std::optional<std::size_t> waveEndpoint(const World& world, EDataFlow flow,
-                                        std::uint32_t deviceId) {
+std::optional<std::size_t> waveEndpoint(World& world, EDataFlow flow, std::uint32_t deviceId) {
     return deviceId == WAVE_MAPPER_ID ? world.defaultEndpoint(flow)
                                       : world.endpointOfWaveDevice(flow, deviceId);
 }
-
-class SimWaveIn final : public WaveIn {
-public:
-    explicit SimWaveIn(std::shared_ptr<World> world) : world_(world), stream_(std::move(world)) {}
-
-    bool open(std::uint32_t deviceId, libAudio::StaticPCMBuffer* buffer) override {
-        close();
-        const std::optional<std::size_t> endpoint = waveEndpoint(*world_, eCapture, deviceId);
-        if (!endpoint) {
-            return fail(kNotFound);
-        }
-        if (buffer == nullptr) {
-            return fail(kPointer);
-        }
-        if (!isWaveFormat(buffer->format.Format)) {
-            return fail(kUnsupportedFormat);
-        }
-        if (buffer->pcmStorage.size() < buffer->format.Format.nBlockAlign) {
-            return fail(kInvalidArg);
-        }
-        endpoint_ = *endpoint;
-        buffer_ = buffer;
-        error_ = 0;
-        return true;
-    }
-    bool start() override {
-        if (buffer_ == nullptr) {
-            return fail(kNotInitialized);
-        }
-        if (const HResult hr = stream_.start(endpoint_, buffer_, {}, 0); failed(hr)) {
-            return fail(hr);
-        }
-        error_ = 0;
-        return true;
-    }
-    bool stillRecording() override { return stream_.running(); }
-    bool stop() override {
-        stream_.stop();
-        return buffer_ != nullptr;
-    }
-    void close() override {
-        stream_.stop();
-        buffer_ = nullptr;
-    }
-    int errorCode() override { return error_ != 0 ? error_ : stream_.exitCode(); }
-
-private:
-    bool fail(HResult hr) {
-        error_ = hr;
-        return false;
-    }
-
-    std::shared_ptr<World> world_;
-    CaptureStream stream_;
-    std::size_t endpoint_ = 0;
-    libAudio::StaticPCMBuffer* buffer_ = nullptr;
-    int error_ = 0;
-};
-
-class SimWaveOut final : public WaveOut {
-public:
-    explicit SimWaveOut(std::shared_ptr<World> world) : world_(world), stream_(std::move(world)) {}
-
-    bool open(std::uint32_t deviceId, const libAudio::StaticPCMBuffer& track) override {
-        close();
-        const std::optional<std::size_t> endpoint = waveEndpoint(*world_, eRender, deviceId);
-        if (!endpoint) {
-            return fail(kNotFound);
-        }
-        if (!isWaveFormat(track.format.Format)) {
-            return fail(kUnsupportedFormat);
-        }
-        if (track.pcmStorage.size() < track.format.Format.nBlockAlign) {
-            return fail(kInvalidArg);
-        }
-        endpoint_ = *endpoint;
-        format_ = track.format.Format;
-        samples_.assign(track.pcmStorage.data(), track.pcmStorage.data() + track.pcmStorage.size());
-        opened_ = true;
-        error_ = 0;
-        return true;
-    }
-    bool start(std::uint32_t loops) override {
-        if (!opened_) {
-            return fail(kNotInitialized);
-        }
-        if (loops == 0) {
-            return fail(kInvalidArg);
-        }
-        if (const HResult hr =
-                stream_.start(endpoint_, format_, samples_.data(), samples_.size(), loops, {});
-            failed(hr)) {
-            return fail(hr);
-        }
-        error_ = 0;
-        return true;
-    }
-    bool stillPlaying() override { return stream_.running(); }
-    bool stop() override {
-        stream_.stop();
-        return opened_;
-    }
-    void close() override {
-        stream_.stop();
-        opened_ = false;
-    }
-    int errorCode() override { return error_ != 0 ? error_ : stream_.exitCode(); }
-
-private:
-    bool fail(HResult hr) {
-        error_ = hr;
-        return false;
-    }
-
-    std::shared_ptr<World> world_;
-    RenderStream stream_;
-    std::size_t endpoint_ = 0;
-    WAVEFORMATEX format_;
-    std::vector<unsigned char> samples_;
-    bool opened_ = false;
-    int error_ = 0;
-};
 
 }  // namespace
 
@@ -476,11 +341,13 @@ std::unique_ptr<AudioRendererEx> makeRendererEx(std::shared_ptr<World> world,
 }
 
 std::unique_ptr<WaveIn> makeWaveIn(std::shared_ptr<World> world) {
-    return std::make_unique<SimWaveIn>(std::move(world));
+    return std::make_unique<StreamWaveIn<World, std::size_t, CaptureStream, waveEndpoint>>(
+        std::move(world));
 }
 
 std::unique_ptr<WaveOut> makeWaveOut(std::shared_ptr<World> world) {
-    return std::make_unique<SimWaveOut>(std::move(world));
+    return std::make_unique<StreamWaveOut<World, std::size_t, RenderStream, waveEndpoint>>(
+        std::move(world));
 }
 
 }  // namespace audio::sim
