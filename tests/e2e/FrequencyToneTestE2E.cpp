@@ -127,6 +127,22 @@ TEST(FrequencyToneTestE2E,
     }
 }
 
+TEST(FrequencyToneTestE2E, StopDuringACaptureIsUserAbortedWithNothingAnalysedOrSaved) {
+    // The stop comes while the first tone is recorded: as the only tone and before a second one.
+    for (const char* list : {"FrequencyList=440", "FrequencyList=440,1000"}) {
+        TempDirectory base;
+        const ProgramRun run =
+            runOnSimulatedPc({"FrequencyToneTest", "--param", list}, "stop-during-capture", base);
+        EXPECT_EQ(run.exitCode, 6) << list;
+        EXPECT_EQ(run.report["tests"][0]["result"], "USERABORTED") << list;
+        EXPECT_TRUE(run.events("FAIL_FREQUENCY_TONE_TEST").empty()) << list;
+        EXPECT_EQ(run.events("MSG_CURRENT_FREQ").size(), 1u) << list;
+        EXPECT_FALSE(run.hasLogFile("440.wav")) << list;
+        EXPECT_TRUE(run.report["tests"][0]["files"].empty()) << list;
+        EXPECT_FALSE(run.logContains("Is recording successful")) << list;
+    }
+}
+
 TEST(FrequencyToneTestE2E, OffendingDriversSelectTheLegacyWaveInterface) {
     const std::string legacy = "Found an offending driver. Using windows legacy audio API";
     for (const auto& [scenario, expected] :

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <regex>
+#include <sstream>
 #include <string>
 
 #include "PulseTestServer.hpp"
@@ -45,6 +48,30 @@ std::string levels(const PulseTestServer& server) {
         }
     }
     return result;
+}
+
+// Whether a stream records from the source of that name.
+bool recordsFrom(const PulseTestServer& server, const std::string& source) {
+    std::istringstream sources(server.pactl("list short sources"));
+    std::string index;
+    for (std::string line; std::getline(sources, line);) {
+        std::istringstream fields(line);
+        std::string number;
+        std::string name;
+        if (fields >> number >> name && name == source) {
+            index = number;
+        }
+    }
+    std::istringstream outputs(server.pactl("list short source-outputs"));
+    for (std::string line; std::getline(outputs, line);) {
+        std::istringstream fields(line);
+        std::string number;
+        std::string sourceIndex;
+        if (fields >> number >> sourceIndex && sourceIndex == index) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // Levels a user might have left: none at the defaults, the integrated microphone muted.
@@ -154,6 +181,46 @@ TEST_F(PulseEndToEndTest, AServerKilledMidRunEndsTheTestWithOneClearMessage) {
     const std::string message = "lost the connection to the PulseAudio server";
     ASSERT_NE(output.find(message), std::string::npos) << output;
     EXPECT_EQ(output.find(message), output.rfind(message)) << "said once:\n" << output;
+}
+
+TEST_F(PulseEndToEndTest, CtrlCWhileAToneIsRecordedIsUserAbortedWithNothingSaved) {
+    PulseTestServer server;
+    ASSERT_TRUE(server.running());
+    // The shell prints its process id and becomes `timeout`, which hands SIGINT on
+    // to the program alone.
+    const std::string command = "echo $$; exec timeout --foreground 60 " +
+                                std::string(KVO_PROGRAM) +
+                                " run FrequencyToneTest --param FrequencyList=440 --audio pulse "
+                                "--base-dir " +
+                                base_.path() + " 2>&1";
+    FILE* program = popen(command.c_str(), "r");
+    ASSERT_NE(program, nullptr);
+    std::string output;
+    char line[1024];
+    pid_t pid = 0;
+    bool interrupted = false;
+    while (std::fgets(line, sizeof line, program) != nullptr) {
+        if (pid == 0) {
+            pid = static_cast<pid_t>(std::stol(line));
+            continue;
+        }
+        output += line;
+        // Ctrl-C once the program records from the microphone.
+        if (!interrupted && output.find("Playing a 440 Hz tone") != std::string::npos) {
+            for (int tries = 0; tries < 1000 && !recordsFrom(server, "int_mic"); ++tries) {
+                usleep(5000);
+            }
+            ::kill(pid, SIGINT);
+            interrupted = true;
+        }
+    }
+    const int raw = pclose(program);
+    ASSERT_TRUE(interrupted) << output;
+    ASSERT_TRUE(WIFEXITED(raw)) << output;
+    EXPECT_EQ(WEXITSTATUS(raw), 6) << output;
+    EXPECT_NE(output.find("FrequencyToneTest: USERABORTED"), std::string::npos) << output;
+    EXPECT_EQ(output.find("not heard"), std::string::npos) << output;
+    EXPECT_FALSE(std::ifstream(base_.path() + "/logs/440.wav").good());
 }
 
 TEST_F(PulseEndToEndTest, NoServerIsOneLineNamingTheSimulatedPc) {
