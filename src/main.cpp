@@ -5,7 +5,7 @@
 #include "platform/vesk5/host/FrontEndSource.hpp"
 
 int main(int argc, char** argv) {
-    vesk5::host::Framework::setDeviceSourceFactory(vesk5::host::openAudioDevices);
+    vesk5::host::Framework::setDeviceSources(vesk5::host::audioDeviceSources());
     vesk5::host::Framework::setFrontEndFactory(vesk5::host::openFrontEnd);
     const int exitCode = kvormicrophone::theApp.Run(libMFC::processArguments(argc, argv));
     vesk5::host::Framework::instance().closeDevices();

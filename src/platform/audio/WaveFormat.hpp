@@ -47,4 +47,18 @@ constexpr WAVEFORMATEX makePcmFormat(std::uint16_t channels, std::uint32_t sampl
     return format;
 }
 
+// Block alignment and byte rate agree with channels, bits and rate.
+constexpr bool isConsistentFormat(const WAVEFORMATEX& format) {
+    return format.nChannels > 0 && format.wBitsPerSample > 0 && format.wBitsPerSample % 8 == 0 &&
+           format.nBlockAlign == format.nChannels * format.wBitsPerSample / 8 &&
+           format.nAvgBytesPerSec == format.nBlockAlign * format.nSamplesPerSec;
+}
+
+// What the wave mapper accepts: PCM of 8 or 16 bits, mono or stereo, 8 to 96 kHz.
+constexpr bool isWaveFormat(const WAVEFORMATEX& format) {
+    return format.wFormatTag == WAVE_FORMAT_PCM && isConsistentFormat(format) &&
+           (format.wBitsPerSample == 8 || format.wBitsPerSample == 16) && format.nChannels <= 2 &&
+           format.nSamplesPerSec >= 8000 && format.nSamplesPerSec <= 96000;
+}
+
 }  // namespace audio

@@ -42,10 +42,11 @@ protected:
             "ThrowsVeskException", vesk5::DeviceCapability::Microphone(), throwsVeskException);
         Framework::instance().createTest("ThrowsKvoException",
                                          vesk5::DeviceCapability::Microphone(), throwsKvoException);
-        Framework::setDeviceSourceFactory(
-            [](const vesk5::host::Options&) -> std::unique_ptr<vesk5::host::DeviceSource> {
-                return std::make_unique<OneMicrophone>();
-            });
+        Framework::setDeviceSources(
+            {{{"one", "one microphone"}},
+             [](const vesk5::host::Options&) -> std::unique_ptr<vesk5::host::DeviceSource> {
+                 return std::make_unique<OneMicrophone>();
+             }});
     }
 
     // The parameters that moduleInitialize created stay with the framework; forget them

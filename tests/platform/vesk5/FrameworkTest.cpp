@@ -79,7 +79,7 @@ protected:
             ->setEnumeratesOnlyOnce(true);
         framework.createTest("CardTest", DeviceCapability::SoundCard(), perDeviceTest);
         framework.setVersion(6, 5, "000000001");
-        Framework::setDeviceSourceFactory(openFakeDevices);
+        Framework::setDeviceSources({{{"fake", "a pretend audio system"}}, openFakeDevices});
     }
 
     int start(std::vector<std::string> arguments) {

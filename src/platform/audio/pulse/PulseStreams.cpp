@@ -1,23 +1,16 @@
 #include "PulseStreams.hpp"
-#include "platform/audio/StreamWave.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "PulseDevices.hpp"
-#include "common/libAudio-common/StaticPCMBuffer.hpp"
-#include "platform/kvo/ManagedThread.hpp"
-#include "platform/kvo/Stopwatch.hpp"
-#include "platform/kvo/System.hpp"
 
 namespace audio::pulse {
 namespace {
 
-constexpr std::uint32_t kPacketMs = 10;
 constexpr pa_usec_t kCaptureFragmentUs = 10 * PA_USEC_PER_MSEC;
 // The first samples play at once however much is queued; the queue only has
 // to outlast the filling thread's late wake-ups on a loaded machine.
@@ -131,361 +124,171 @@ std::optional<std::string> waveDeviceName(PulseServer& server, EDataFlow flow,
     return devices[deviceId].name;
 }
 
-// A running capture into a caller's buffer.
-class CaptureStream {
+// A record stream; what the server has is copied at each read.
+class PulseCapture final : public RawCapture {
 public:
-    explicit CaptureStream(std::shared_ptr<PulseServer> server) : server_(std::move(server)) {}
-    ~CaptureStream() { stop(); }
-    CaptureStream(const CaptureStream&) = delete;
-    CaptureStream& operator=(const CaptureStream&) = delete;
+    PulseCapture(std::shared_ptr<PulseServer> server, pa_stream* stream)
+        : server_(std::move(server)), stream_(stream) {}
+    ~PulseCapture() override { end(); }
+    PulseCapture(const PulseCapture&) = delete;
+    PulseCapture& operator=(const PulseCapture&) = delete;
 
-    HResult start(const std::string& device, libAudio::StaticPCMBuffer* buffer,
-                  StopCallback stopRequested, std::uint32_t timeoutMs) {
-        if (running()) {
-            return kNotStopped;
-        }
-        stop();
-        HResult error = kOk;
-        stream_ = openStream(*server_, eCapture, device, buffer->format.Format, error);
-        if (stream_ == nullptr) {
-            return error;
-        }
-        buffer->position = 0;
-        stopping_.store(false);
-        thread_ = std::make_unique<kvo::ManagedThread>(
-            "pulse capture", [this, buffer, timeoutMs, stopRequested = std::move(stopRequested)] {
-                const int code = run(*buffer, timeoutMs, stopRequested);
-                Lock lock(*server_);
-                closeStream(stream_);
-                return code;
-            });
-        thread_->start();
-        return kOk;
-    }
-
-    bool running() const { return thread_ && thread_->isRunning(); }
-
-    void stop() {
-        if (thread_) {
-            stopping_.store(true);
-            thread_->join();
-        }
-    }
-
-    int exitCode() const { return running() || !thread_ ? 0 : thread_->exitCode(); }
-
-private:
-    // Moves what the server has into the buffer; false when the stream failed.
-    bool take(libAudio::StaticPCMBuffer& buffer, std::uint64_t total) {
+    HResult read(std::span<unsigned char> free, std::size_t& written) override {
         Lock lock(*server_);
         if (pa_stream_get_state(stream_) != PA_STREAM_READY) {
-            return false;
+            return kDeviceInvalidated;
         }
-        while (buffer.position < total) {
+        while (written < free.size()) {
             const void* data = nullptr;
             std::size_t bytes = 0;
             if (pa_stream_peek(stream_, &data, &bytes) < 0) {
-                return false;
+                return kDeviceInvalidated;
             }
             if (bytes == 0) {
                 break;
             }
-            const auto count =
-                static_cast<std::size_t>(std::min<std::uint64_t>(bytes, total - buffer.position));
-            unsigned char* target = buffer.pcmStorage.data() + buffer.position;
+            const std::size_t count = std::min(bytes, free.size() - written);
+            unsigned char* target = free.data() + written;
             // A hole in the stream (data lost on the server) is recorded as silence.
             if (data != nullptr) {
                 std::memcpy(target, data, count);
             } else {
                 std::memset(target, 0, count);
             }
-            buffer.position += count;
+            written += count;
             pa_stream_drop(stream_);
         }
-        return true;
-    }
-
-    int run(libAudio::StaticPCMBuffer& buffer, std::uint32_t timeoutMs,
-            const StopCallback& stopRequested) {
-        const std::uint32_t block = buffer.format.Format.nBlockAlign;
-        const std::uint64_t total = buffer.pcmStorage.size() / block * block;
-        const kvo::Stopwatch watch;
-        while (true) {
-            kvo::System::mssleep(kPacketMs);
-            if (stopping_.load()) {
-                return 0;
-            }
-            if (!take(buffer, total)) {
-                return kDeviceInvalidated;
-            }
-
-            if (buffer.position >= total) {
-                return 0;
-            }
-            if (stopRequested && stopRequested()) {
-                return 0;
-            }
-            if (timeoutMs != 0 && watch.elapsedMs() >= timeoutMs) {
-                return kCaptureTimedOut;
-            }
-        }
-    }
-
-    std::shared_ptr<PulseServer> server_;
-    pa_stream* stream_ = nullptr;
-    std::atomic<bool> stopping_{false};
-    std::unique_ptr<kvo::ManagedThread> thread_;
-};
-
-// A running playback of samples copied when it starts.
-class PlaybackStream {
-public:
-    explicit PlaybackStream(std::shared_ptr<PulseServer> server) : server_(std::move(server)) {}
-    ~PlaybackStream() { stop(); }
-    PlaybackStream(const PlaybackStream&) = delete;
-    PlaybackStream& operator=(const PlaybackStream&) = delete;
-
-    HResult start(const std::string& device, const WAVEFORMATEX& format, const unsigned char* data,
-                  std::size_t bytes, std::uint32_t repetitions, StopCallback stopRequested) {
-        if (running()) {
-            return kNotStopped;
-        }
-        stop();
-        const std::size_t whole = bytes / format.nBlockAlign * format.nBlockAlign;
-        samples_.assign(data, data + whole);
-        HResult error = kOk;
-        stream_ = openStream(*server_, eRender, device, format, error);
-        if (stream_ == nullptr) {
-            return error;
-        }
-        stopping_.store(false);
-        thread_ = std::make_unique<kvo::ManagedThread>(
-            "pulse playback", [this, repetitions, stopRequested = std::move(stopRequested)] {
-                const int code = run(repetitions, stopRequested);
-                Lock lock(*server_);
-                if (drain_ != nullptr) {
-                    pa_operation_cancel(drain_);
-                    pa_operation_unref(drain_);
-                    drain_ = nullptr;
-                }
-                closeStream(stream_);
-                return code;
-            });
-        thread_->start();
         return kOk;
     }
-
-    bool running() const { return thread_ && thread_->isRunning(); }
-
-    void stop() {
-        if (thread_) {
-            stopping_.store(true);
-            thread_->join();
-        }
+    void end() override {
+        Lock lock(*server_);
+        closeStream(stream_);
     }
 
-    int exitCode() const { return running() || !thread_ ? 0 : thread_->exitCode(); }
-
 private:
-    enum class Progress { Playing, Done, Failed };
+    std::shared_ptr<PulseServer> server_;
+    pa_stream* stream_;
+};
 
-    // Writes what the server asks for; once everything is written, waits for
-    // the server to play it out.
-    Progress feed(std::uint64_t& written, std::uint64_t total) {
+// A playback stream with its own copy of the samples; once everything is
+// written it waits for the server to play it out.
+class PulseRender final : public RawRender {
+public:
+    PulseRender(std::shared_ptr<PulseServer> server, std::span<const unsigned char> samples,
+                std::uint32_t repetitions)
+        : server_(std::move(server)),
+          samples_(samples.begin(), samples.end()),
+          total_(std::uint64_t{samples.size()} * repetitions) {}
+    ~PulseRender() override { end(); }
+    PulseRender(const PulseRender&) = delete;
+    PulseRender& operator=(const PulseRender&) = delete;
+
+    HResult connect(const std::string& device, const WAVEFORMATEX& format) {
+        HResult error = kOk;
+        stream_ = openStream(*server_, eRender, device, format, error);
+        return error;
+    }
+
+    HResult render() override {
         Lock lock(*server_);
         if (pa_stream_get_state(stream_) != PA_STREAM_READY) {
-            return Progress::Failed;
+            return kDeviceInvalidated;
         }
         if (drain_ != nullptr) {
-            return pa_operation_get_state(drain_) == PA_OPERATION_RUNNING ? Progress::Playing
-                                                                          : Progress::Done;
+            return pa_operation_get_state(drain_) == PA_OPERATION_RUNNING ? kOk : kFalse;
         }
         std::size_t writable = pa_stream_writable_size(stream_);
         if (writable == static_cast<std::size_t>(-1)) {
-            return Progress::Failed;
+            return kDeviceInvalidated;
         }
-        while (writable > 0 && written < total && !samples_.empty()) {
-            const std::size_t offset = static_cast<std::size_t>(written % samples_.size());
+        while (writable > 0 && written_ < total_ && !samples_.empty()) {
+            const std::size_t offset = static_cast<std::size_t>(written_ % samples_.size());
             const std::size_t chunk = static_cast<std::size_t>(
-                std::min<std::uint64_t>({writable, samples_.size() - offset, total - written}));
+                std::min<std::uint64_t>({writable, samples_.size() - offset, total_ - written_}));
             if (pa_stream_write(stream_, samples_.data() + offset, chunk, nullptr, 0,
                                 PA_SEEK_RELATIVE) < 0) {
-                return Progress::Failed;
+                return kDeviceInvalidated;
             }
-            written += chunk;
+            written_ += chunk;
             writable -= chunk;
         }
-        if (written >= total) {
+        if (written_ >= total_) {
             drain_ = pa_stream_drain(stream_, nullptr, nullptr);
             if (drain_ == nullptr) {
-                return Progress::Failed;
+                return kDeviceInvalidated;
             }
         }
-        return Progress::Playing;
+        return kOk;
     }
-
-    int run(std::uint32_t repetitions, const StopCallback& stopRequested) {
-        const std::uint64_t total = std::uint64_t{samples_.size()} * repetitions;
-        std::uint64_t written = 0;
-        while (true) {
-            switch (feed(written, total)) {
-                case Progress::Failed:
-                    return kDeviceInvalidated;
-                case Progress::Done:
-                    return 0;
-                case Progress::Playing:
-                    break;
-            }
-            if (stopping_.load() || (stopRequested && stopRequested())) {
-                return 0;
-            }
-            kvo::System::mssleep(kPacketMs);
+    void end() override {
+        Lock lock(*server_);
+        if (drain_ != nullptr) {
+            pa_operation_cancel(drain_);
+            pa_operation_unref(drain_);
+            drain_ = nullptr;
         }
+        closeStream(stream_);
     }
 
+private:
     std::shared_ptr<PulseServer> server_;
     std::vector<unsigned char> samples_;
+    std::uint64_t total_;
+    std::uint64_t written_ = 0;
     pa_stream* stream_ = nullptr;
     pa_operation* drain_ = nullptr;
-    std::atomic<bool> stopping_{false};
-    std::unique_ptr<kvo::ManagedThread> thread_;
 };
 
-// The checks both endpoint stream objects make on initialize; `device` gets
-// the sink or source name.
-HResult checkEndpoint(const std::shared_ptr<PulseServer>& server, const AudioDevicePtr& endpoint,
-                      const libAudio::StaticPCMBuffer* buffer, EDataFlow flow,
-                      std::string& device) {
-    if (!endpoint || buffer == nullptr) {
-        return kPointer;
-    }
-    const auto* pulse = dynamic_cast<const PulseEndpoint*>(endpoint.get());
-    if (pulse == nullptr || pulse->server() != server) {
-        return kInvalidArg;
-    }
-    if (pulse->dataFlow() != flow) {
-        return kWrongEndpointType;
-    }
-    const WAVEFORMATEX& format = buffer->format.Format;
-    if (!isConsistentFormat(format) || buffer->pcmStorage.size() < format.nBlockAlign) {
-        return kInvalidArg;
-    }
-    if (const HResult hr = endpoint->isFormatSupported(format, AUDCLNT_SHAREMODE_SHARED);
-        failed(hr)) {
-        return hr;
-    }
-    device = pulse->deviceName();
-    return kOk;
-}
-
-class PulseCaptureEx final : public AudioCaptureEx {
+class PulseDevice final : public RawDevice {
 public:
-    explicit PulseCaptureEx(std::shared_ptr<PulseServer> server)
-        : server_(server), stream_(std::move(server)) {}
+    PulseDevice(std::shared_ptr<PulseServer> server, std::string name)
+        : server_(std::move(server)), name_(std::move(name)) {}
 
-    bool initialize(const AudioDevicePtr& endpoint, libAudio::StaticPCMBuffer* buffer) override {
-        stream_.stop();
-        buffer_ = nullptr;
-        if (const HResult hr = checkEndpoint(server_, endpoint, buffer, eCapture, device_);
-            failed(hr)) {
-            return fail(hr);
+    HResult openCapture(const WAVEFORMATEX& format, std::unique_ptr<RawCapture>& stream) override {
+        HResult error = kOk;
+        pa_stream* opened = openStream(*server_, eCapture, name_, format, error);
+        if (opened != nullptr) {
+            stream = std::make_unique<PulseCapture>(server_, opened);
         }
-        buffer_ = buffer;
-        lastError_ = kOk;
-        return true;
+        return error;
     }
-    bool start(StopCallback stopRequested) override {
-        if (buffer_ == nullptr) {
-            return fail(kNotInitialized);
+    HResult openRender(const WAVEFORMATEX& format, std::span<const unsigned char> samples,
+                       std::uint32_t repetitions, std::unique_ptr<RawRender>& stream) override {
+        auto render = std::make_unique<PulseRender>(server_, samples, repetitions);
+        if (const HResult hr = render->connect(name_, format); failed(hr)) {
+            return hr;
         }
-        if (const HResult hr =
-                stream_.start(device_, buffer_, std::move(stopRequested), timeoutMs_);
-            failed(hr)) {
-            return fail(hr);
-        }
-        lastError_ = kOk;
-        return true;
+        // The first samples go out at once rather than at the first wake-up;
+        // a failure here shows again at the next render.
+        render->render();
+        stream = std::move(render);
+        return kOk;
     }
-    bool isStillRecording() override { return stream_.running(); }
-    void reset() override { stream_.stop(); }
-    bool stop() override {
-        stream_.stop();
-        return true;
-    }
-    void setTimeout(std::uint32_t milliseconds) override { timeoutMs_ = milliseconds; }
-    int threadExitCode() override { return stream_.exitCode(); }
-    _AUDCLNT_SHAREMODE shareMode() override { return AUDCLNT_SHAREMODE_SHARED; }
-    HResult lastError() override { return lastError_; }
 
 private:
-    bool fail(HResult hr) {
-        lastError_ = hr;
-        return false;
-    }
-
     std::shared_ptr<PulseServer> server_;
-    CaptureStream stream_;
-    std::string device_;
-    libAudio::StaticPCMBuffer* buffer_ = nullptr;
-    std::uint32_t timeoutMs_ = 0;
-    HResult lastError_ = kOk;
+    std::string name_;
 };
 
-class PulseRendererEx final : public AudioRendererEx {
+class PulseStreamSource final : public RawStreamSource {
 public:
-    explicit PulseRendererEx(std::shared_ptr<PulseServer> server)
-        : server_(server), stream_(std::move(server)) {}
+    explicit PulseStreamSource(std::shared_ptr<PulseServer> server) : server_(std::move(server)) {}
 
-    bool initialize(const AudioDevicePtr& endpoint, libAudio::StaticPCMBuffer* buffer) override {
-        stream_.stop();
-        buffer_ = nullptr;
-        formats_.clear();
-        if (const HResult hr = checkEndpoint(server_, endpoint, buffer, eRender, device_);
-            failed(hr)) {
-            return fail(hr);
+    std::string name() const override { return "pulse"; }
+    std::shared_ptr<RawDevice> device(const AudioDevice& endpoint) override {
+        const auto* pulse = dynamic_cast<const PulseEndpoint*>(&endpoint);
+        if (pulse == nullptr || pulse->server() != server_) {
+            return nullptr;
         }
-        endpoint->compatibleFormats(formats_, AUDCLNT_SHAREMODE_SHARED);
-        buffer_ = buffer;
-        lastError_ = kOk;
-        return true;
+        return std::make_shared<PulseDevice>(server_, pulse->deviceName());
     }
-    bool play(std::uint32_t repetitions, StopCallback stopRequested) override {
-        if (buffer_ == nullptr) {
-            return fail(kNotInitialized);
-        }
-        if (repetitions == 0) {
-            return fail(kInvalidArg);
-        }
-        if (const HResult hr =
-                stream_.start(device_, buffer_->format.Format, buffer_->pcmStorage.data(),
-                              buffer_->pcmStorage.size(), repetitions, std::move(stopRequested));
-            failed(hr)) {
-            return fail(hr);
-        }
-        lastError_ = kOk;
-        return true;
+    std::shared_ptr<RawDevice> waveDevice(EDataFlow flow, std::uint32_t deviceId) override {
+        const std::optional<std::string> name = waveDeviceName(*server_, flow, deviceId);
+        return name ? std::make_shared<PulseDevice>(server_, *name) : nullptr;
     }
-    bool isStillPlaying() override { return stream_.running(); }
-    bool stop() override {
-        stream_.stop();
-        return true;
-    }
-    const kvo::Array<tWAVEFORMATEX>& compatibleFormat() override { return formats_; }
-    _AUDCLNT_SHAREMODE shareMode() override { return AUDCLNT_SHAREMODE_SHARED; }
-    HResult lastError() override { return lastError_; }
 
 private:
-    bool fail(HResult hr) {
-        lastError_ = hr;
-        return false;
-    }
-
     std::shared_ptr<PulseServer> server_;
-    PlaybackStream stream_;
-    std::string device_;
-    libAudio::StaticPCMBuffer* buffer_ = nullptr;
-    kvo::Array<tWAVEFORMATEX> formats_;
-    HResult lastError_ = kOk;
 };
 
 }  // namespace
@@ -521,22 +324,8 @@ bool pulseSampleFormat(const WAVEFORMATEX& format, pa_sample_spec& pulseFormat) 
     return format.nChannels <= PA_CHANNELS_MAX && pa_sample_spec_valid(&pulseFormat) != 0;
 }
 
-std::unique_ptr<AudioCaptureEx> makeCaptureEx(std::shared_ptr<PulseServer> server) {
-    return std::make_unique<PulseCaptureEx>(std::move(server));
-}
-
-std::unique_ptr<AudioRendererEx> makeRendererEx(std::shared_ptr<PulseServer> server) {
-    return std::make_unique<PulseRendererEx>(std::move(server));
-}
-
-std::unique_ptr<WaveIn> makeWaveIn(std::shared_ptr<PulseServer> server) {
-    return std::make_unique<StreamWaveIn<PulseServer, std::string, CaptureStream, waveDeviceName>>(
-        std::move(server));
-}
-
-std::unique_ptr<WaveOut> makeWaveOut(std::shared_ptr<PulseServer> server) {
-    return std::make_unique<
-        StreamWaveOut<PulseServer, std::string, PlaybackStream, waveDeviceName>>(std::move(server));
+std::shared_ptr<RawStreamSource> makeStreamSource(std::shared_ptr<PulseServer> server) {
+    return std::make_shared<PulseStreamSource>(std::move(server));
 }
 
 }  // namespace audio::pulse

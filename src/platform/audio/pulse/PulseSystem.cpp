@@ -4,10 +4,12 @@
 
 #include "PulseDevices.hpp"
 #include "PulseStreams.hpp"
+#include "platform/audio/SharedStreams.hpp"
 
 namespace audio::pulse {
 
-PulseSystem::PulseSystem(std::shared_ptr<PulseServer> server) : server_(std::move(server)) {
+PulseSystem::PulseSystem(std::shared_ptr<PulseServer> server)
+    : server_(std::move(server)), streams_(makeStreamSource(server_)) {
     const auto info = server_->serverInfo();
     description_ = fmt::format("{} {} at {}", info ? info->name : "PulseAudio",
                                info ? info->version : "", server_->serverString());
@@ -37,19 +39,19 @@ AudioDevicePtr PulseSystem::defaultEndpoint(EDataFlow flow) {
 }
 
 std::unique_ptr<AudioCaptureEx> PulseSystem::createAudioCaptureEx(_AUDCLNT_SHAREMODE) {
-    return makeCaptureEx(server_);
+    return makeCaptureEx(streams_, AUDCLNT_SHAREMODE_SHARED);
 }
 
 std::unique_ptr<AudioRendererEx> PulseSystem::createAudioRendererEx(_AUDCLNT_SHAREMODE) {
-    return makeRendererEx(server_);
+    return makeRendererEx(streams_, AUDCLNT_SHAREMODE_SHARED);
 }
 
 std::unique_ptr<WaveIn> PulseSystem::createWaveIn() {
-    return makeWaveIn(server_);
+    return makeWaveIn(streams_);
 }
 
 std::unique_ptr<WaveOut> PulseSystem::createWaveOut() {
-    return makeWaveOut(server_);
+    return makeWaveOut(streams_);
 }
 
 std::unique_ptr<PulseSystem> createPulseSystem() {

@@ -5,6 +5,7 @@
 
 #include "PulseServer.hpp"
 #include "platform/audio/AudioSystem.hpp"
+#include "platform/audio/RawStream.hpp"
 
 namespace audio::pulse {
 
@@ -29,6 +30,7 @@ public:
 
 private:
     std::shared_ptr<PulseServer> server_;
+    std::shared_ptr<RawStreamSource> streams_;
     std::string description_;
 };
 

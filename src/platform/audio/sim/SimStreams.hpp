@@ -3,19 +3,15 @@
 #include <memory>
 
 #include "World.hpp"
-#include "platform/audio/AudioStreams.hpp"
+#include "platform/audio/RawStream.hpp"
 
-// Capture and playback objects of the simulated PC. A capture runs a thread
-// that wakes every 10 ms of clock time and writes the audio of the time that
-// passed, so a capture of N ms takes N ms of (virtual or real) time.
+// The raw streams of the simulated PC. A capture computes, at each wake-up,
+// the audio of the clock time that passed, so a capture of N ms takes N ms
+// of (virtual or real) time; a playback hands its samples to the World at
+// once and only watches for its end.
 
 namespace audio::sim {
 
-std::unique_ptr<AudioCaptureEx> makeCaptureEx(std::shared_ptr<World> world,
-                                              _AUDCLNT_SHAREMODE shareMode);
-std::unique_ptr<AudioRendererEx> makeRendererEx(std::shared_ptr<World> world,
-                                                _AUDCLNT_SHAREMODE shareMode);
-std::unique_ptr<WaveIn> makeWaveIn(std::shared_ptr<World> world);
-std::unique_ptr<WaveOut> makeWaveOut(std::shared_ptr<World> world);
+std::shared_ptr<RawStreamSource> makeStreamSource(std::shared_ptr<World> world);
 
 }  // namespace audio::sim

@@ -5,11 +5,12 @@
 #include "SimDevices.hpp"
 #include "SimStreams.hpp"
 #include "World.hpp"
+#include "platform/audio/SharedStreams.hpp"
 
 namespace audio::sim {
 
 SimulatedSystem::SimulatedSystem(Machine machine)
-    : world_(std::make_shared<World>(std::move(machine))) {}
+    : world_(std::make_shared<World>(std::move(machine))), streams_(makeStreamSource(world_)) {}
 
 SimulatedSystem::~SimulatedSystem() = default;
 
@@ -39,20 +40,20 @@ AudioDevicePtr SimulatedSystem::defaultEndpoint(EDataFlow flow) {
 
 std::unique_ptr<AudioCaptureEx> SimulatedSystem::createAudioCaptureEx(
     _AUDCLNT_SHAREMODE shareMode) {
-    return makeCaptureEx(world_, shareMode);
+    return makeCaptureEx(streams_, shareMode);
 }
 
 std::unique_ptr<AudioRendererEx> SimulatedSystem::createAudioRendererEx(
     _AUDCLNT_SHAREMODE shareMode) {
-    return makeRendererEx(world_, shareMode);
+    return makeRendererEx(streams_, shareMode);
 }
 
 std::unique_ptr<WaveIn> SimulatedSystem::createWaveIn() {
-    return makeWaveIn(world_);
+    return makeWaveIn(streams_);
 }
 
 std::unique_ptr<WaveOut> SimulatedSystem::createWaveOut() {
-    return makeWaveOut(world_);
+    return makeWaveOut(streams_);
 }
 
 bool SimulatedSystem::allowExternalMicTesting() const {

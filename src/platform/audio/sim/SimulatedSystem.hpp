@@ -7,6 +7,7 @@
 
 #include "Machine.hpp"
 #include "platform/audio/AudioSystem.hpp"
+#include "platform/audio/RawStream.hpp"
 
 namespace audio::sim {
 
@@ -42,6 +43,7 @@ public:
 
 private:
     std::shared_ptr<World> world_;
+    std::shared_ptr<RawStreamSource> streams_;
 };
 
 // The host's entry: the machine in `machineFile`, or the built-in typical

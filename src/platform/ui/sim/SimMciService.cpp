@@ -15,7 +15,7 @@ constexpr std::size_t kProductNameLength = 31;
 constexpr std::uint32_t kLastPacketMs = 20;
 constexpr std::uint32_t kPollMs = 5;
 
-bool isWaveFormat(const audio::WAVEFORMATEX& format) {
+bool isMciInputFormat(const audio::WAVEFORMATEX& format) {
     return format.wFormatTag == audio::WAVE_FORMAT_PCM &&
            (format.wBitsPerSample == 8 || format.wBitsPerSample == 16) &&
            (format.nChannels == 1 || format.nChannels == 2) && format.nSamplesPerSec > 0;
@@ -131,7 +131,7 @@ MCIERROR SimMciService::setInputFormat(MCIDEVICEID id, std::uint32_t inputDevice
         return MCIERR_INVALID_DEVICE_ID;
     }
     if ((inputDevice != audio::WAVE_MAPPER_ID && inputDevice >= waveInDeviceCount()) ||
-        !isWaveFormat(format) ||
+        !isMciInputFormat(format) ||
         format.nBlockAlign != format.nChannels * format.wBitsPerSample / 8 ||
         format.nAvgBytesPerSec != format.nBlockAlign * format.nSamplesPerSec) {
         return MCIERR_WAVE_INPUTSUNSUITABLE;

@@ -1,16 +1,14 @@
 #pragma once
 
-#include <memory>
-
 #include "DeviceSource.hpp"
 
 namespace vesk5::host {
 
-// Opens the audio system that the options name (--audio, --machine,
-// --realtime) for one command; throws kvo::Exception with one line for the
-// user when it cannot. A simulated system runs on a virtual clock unless
-// --realtime is given; the clock and the audio system are installed for the
-// lifetime of the returned source.
-std::unique_ptr<DeviceSource> openAudioDevices(const Options& options);
+// The audio backends of this build as the host's device sources: --audio
+// chooses one by name (the first is the default), --machine and --realtime
+// go to it. Opening throws kvo::Exception with one line for the user when the
+// backend cannot be opened; what it installs (the audio system, and for a
+// simulated PC its clock) lives as long as the returned source.
+DeviceSources audioDeviceSources();
 
 }  // namespace vesk5::host

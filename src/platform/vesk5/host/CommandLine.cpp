@@ -1,18 +1,43 @@
 #include "CommandLine.hpp"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 namespace vesk5::host {
 
-std::string usageText() {
-    return "Usage:\n"
-           "  kvormicrophone list [--json]\n"
-           "  kvormicrophone devices [--audio wasapi|pulse|sim] [--machine FILE.json] [--json]\n"
-           "  kvormicrophone run TEST... [--param NAME=VALUE]... [--setting SECTION.KEY=VALUE]...\n"
-           "                 [--audio wasapi|pulse|sim] [--machine FILE.json] [--base-dir DIR] "
-           "[--realtime]\n"
-           "                 [--json] [--report FILE.json] [--log-level 1|2|3]\n"
-           "                 [--ui console|scripted|win32] [--answer pass|fail|cancel]\n"
+namespace {
+
+std::string choiceNames(const std::vector<AudioChoice>& choices) {
+    std::string names;
+    for (const AudioChoice& choice : choices) {
+        names += (names.empty() ? "" : ", ") + choice.name;
+    }
+    return names;
+}
+
+}  // namespace
+
+std::string usageText(const std::vector<AudioChoice>& audioChoices) {
+    std::string text =
+        "Usage:\n"
+        "  kvormicrophone list [--json]\n"
+        "  kvormicrophone devices [--audio NAME] [--machine FILE.json] [--json]\n"
+        "  kvormicrophone run TEST... [--param NAME=VALUE]... [--setting SECTION.KEY=VALUE]...\n"
+        "                 [--audio NAME] [--machine FILE.json] [--base-dir DIR] [--realtime]\n"
+        "                 [--json] [--report FILE.json] [--log-level 1|2|3]\n"
+        "                 [--ui console|scripted|win32] [--answer pass|fail|cancel]\n"
+        "\n"
+        "Audio systems (--audio NAME; the first is the default):\n";
+    std::size_t width = 0;
+    for (const AudioChoice& choice : audioChoices) {
+        width = std::max(width, choice.name.size());
+    }
+    for (const AudioChoice& choice : audioChoices) {
+        text += fmt::format("  {:<{}}  {}\n", choice.name, width, choice.description);
+    }
+    return text +
            "\n"
            "Exit status: the run's result code: 0 PASS, 1 FAIL, 2 NODEVICE, 3 NOTSUPPORTED, 4 "
            "CANNOTRUN,\n"
@@ -21,15 +46,29 @@ std::string usageText() {
 
 namespace {
 
-void addAudioOptions(CLI::App& command, Options& options) {
-    command.add_option("--audio", options.audio)->check(CLI::IsMember({"wasapi", "pulse", "sim"}));
+void addAudioOptions(CLI::App& command, Options& options,
+                     const std::vector<AudioChoice>& audioChoices) {
+    const CLI::Validator knownAudio(
+        [&audioChoices](const std::string& name) -> std::string {
+            const bool known =
+                std::any_of(audioChoices.begin(), audioChoices.end(),
+                            [&name](const AudioChoice& choice) { return choice.name == name; });
+            return known ? std::string()
+                         : fmt::format(
+                               "the {} audio system is not available in this build (available "
+                               "here: {})",
+                               name, choiceNames(audioChoices));
+        },
+        "NAME");
+    command.add_option("--audio", options.audio)->check(knownAudio);
     command.add_option("--machine", options.machine);
     command.add_flag("--json", options.json);
 }
 
 }  // namespace
 
-Options parseCommandLine(const std::vector<std::string>& arguments) {
+Options parseCommandLine(const std::vector<std::string>& arguments,
+                         const std::vector<AudioChoice>& audioChoices) {
     Options options;
     CLI::App app("kvormicrophone");
     app.set_help_flag();  // --help is answered with usageText(), before parsing
@@ -39,13 +78,13 @@ Options parseCommandLine(const std::vector<std::string>& arguments) {
     list->add_flag("--json", options.json);
 
     CLI::App* devices = app.add_subcommand("devices");
-    addAudioOptions(*devices, options);
+    addAudioOptions(*devices, options, audioChoices);
 
     CLI::App* run = app.add_subcommand("run");
     run->add_option("TEST", options.tests)->required();
     run->add_option("--param", options.params)->allow_extra_args(false);
     run->add_option("--setting", options.settings)->allow_extra_args(false);
-    addAudioOptions(*run, options);
+    addAudioOptions(*run, options, audioChoices);
     run->add_option("--base-dir", options.baseDir);
     run->add_flag("--realtime", options.realtime);
     run->add_option("--report", options.reportPath);

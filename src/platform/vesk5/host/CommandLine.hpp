@@ -14,7 +14,7 @@ struct Options {
     std::vector<std::string> tests;
     std::vector<std::string> params;    // "NAME=VALUE", checked against the tests later
     std::vector<std::string> settings;  // "SECTION.KEY=VALUE"
-    std::string audio;                  // "", "wasapi", "pulse" or "sim"
+    std::string audio;                  // one of the audio choices, "" for the default
     std::string machine;
     std::string baseDir;
     std::string reportPath;
@@ -31,10 +31,18 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Parses the arguments after the program name. Throws UsageError.
-Options parseCommandLine(const std::vector<std::string>& arguments);
+// An audio system that --audio may name, with its line for --help.
+struct AudioChoice {
+    std::string name;
+    std::string description;
+};
 
-// The text of --help.
-std::string usageText();
+// Parses the arguments after the program name; --audio takes one of
+// `audioChoices`. Throws UsageError.
+Options parseCommandLine(const std::vector<std::string>& arguments,
+                         const std::vector<AudioChoice>& audioChoices);
+
+// The text of --help; the first audio choice is the default.
+std::string usageText(const std::vector<AudioChoice>& audioChoices);
 
 }  // namespace vesk5::host

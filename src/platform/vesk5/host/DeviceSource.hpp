@@ -17,10 +17,11 @@ public:
     virtual ~DeviceSource() = default;
     virtual std::vector<DiagDevice> testDevices() = 0;
     virtual std::vector<DiagDevice> optionalDevices() = 0;
-    // "sim", "pulse", "wasapi", or "none"
+    // The audio system's name (an audio choice), or "none".
     virtual std::string audioName() const = 0;
     virtual bool simulated() const = 0;
-    // Called when the run's stop flag is set by the audio system (a simulated stop request).
+    // A stop the audio system's environment asks for (a simulated stop
+    // request); the host ORs it into the run's stop flag.
     virtual bool stopRequested() { return false; }
     // Text (or JSON with `json`) for `kvormicrophone devices`.
     virtual std::string describeDevices(bool json) = 0;
@@ -29,5 +30,12 @@ public:
 // Opens the audio system of the options; throws kvo::Exception with one clear
 // line when it cannot be reached or a machine file is malformed.
 using DeviceSourceFactory = std::unique_ptr<DeviceSource> (*)(const Options& options);
+
+// The audio systems the host can open: what --audio may name, best first,
+// and how the chosen one (or the first, by default) is opened.
+struct DeviceSources {
+    std::vector<AudioChoice> choices;
+    DeviceSourceFactory open = nullptr;
+};
 
 }  // namespace vesk5::host

@@ -21,7 +21,7 @@
 namespace vesk5::host {
 namespace {
 
-DeviceSourceFactory deviceSourceFactory = nullptr;
+DeviceSources deviceSources;
 Framework::FrontEndFactory frontEndFactory = nullptr;
 
 // The host without an audio system: nothing to enumerate.
@@ -85,8 +85,8 @@ Framework& Framework::instance() {
     return *framework;
 }
 
-void Framework::setDeviceSourceFactory(DeviceSourceFactory factory) {
-    deviceSourceFactory = factory;
+void Framework::setDeviceSources(DeviceSources sources) {
+    deviceSources = std::move(sources);
 }
 
 void Framework::setFrontEndFactory(FrontEndFactory factory) {
@@ -176,7 +176,7 @@ void Framework::initializeModule() {
 int Framework::start() {
     Options options;
     try {
-        options = parseCommandLine(arguments_);
+        options = parseCommandLine(arguments_, deviceSources.choices);
     } catch (const UsageError& error) {
         kvo::cerr() << "kvormicrophone: " << error.what() << std::endl;
         return TestResult::BADPARAMS().value();
@@ -184,7 +184,7 @@ int Framework::start() {
     initializeModule();
     switch (options.command) {
         case Command::Help:
-            kvo::cout() << usageText();
+            kvo::cout() << usageText(deviceSources.choices);
             return TestResult::PASS().value();
         case Command::List:
             return list(options.json);
@@ -241,8 +241,8 @@ int Framework::list(bool json) {
 
 int Framework::devices(const Options& options) {
     try {
-        std::unique_ptr<DeviceSource> source = deviceSourceFactory != nullptr
-                                                   ? deviceSourceFactory(options)
+        std::unique_ptr<DeviceSource> source = deviceSources.open != nullptr
+                                                   ? deviceSources.open(options)
                                                    : std::make_unique<NoDevices>();
         kvo::cout() << source->describeDevices(options.json) << std::flush;
         return TestResult::PASS().value();
@@ -358,8 +358,8 @@ int Framework::run(const Options& options) {
                                                      "/kvormicrophone.log");
         kvo::Logger::addSink(logFile);
         deviceSource_.reset();
-        deviceSource_ = deviceSourceFactory != nullptr ? deviceSourceFactory(options)
-                                                       : std::make_unique<NoDevices>();
+        deviceSource_ = deviceSources.open != nullptr ? deviceSources.open(options)
+                                                      : std::make_unique<NoDevices>();
     } catch (const kvo::Exception& error) {
         kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
         if (logFile) {

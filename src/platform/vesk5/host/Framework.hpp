@@ -20,7 +20,7 @@ public:
     // The process-wide framework that DiagModule forwards to.
     static Framework& instance();
     // The audio systems the host can open; set once by the process entry.
-    static void setDeviceSourceFactory(DeviceSourceFactory factory);
+    static void setDeviceSources(DeviceSources sources);
     // Installs the dialog front end that --ui and --answer ask for, for as
     // long as the returned object lives, and names it in `chosen`. Throws
     // UsageError when that front end cannot run here.

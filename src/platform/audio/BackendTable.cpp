@@ -1,0 +1,70 @@
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "Backends.hpp"
+#include "CurrentSystem.hpp"
+#include "sim/SimBackend.hpp"
+#ifdef KVO_AUDIO_PULSE
+#include "pulse/PulseSystem.hpp"
+#endif
+
+namespace audio {
+namespace {
+
+// A backend that is its audio system alone.
+class SystemSession final : public BackendSession {
+public:
+    explicit SystemSession(std::unique_ptr<AudioSystem> system) : system_(std::move(system)) {
+        installed_.emplace(*system_);
+    }
+    ~SystemSession() override {
+        installed_.reset();
+        system_.reset();
+    }
+    AudioSystem& system() override { return *system_; }
+
+private:
+    std::unique_ptr<AudioSystem> system_;
+    std::optional<ScopedAudioSystem> installed_;
+};
+
+#ifdef KVO_AUDIO_PULSE
+std::unique_ptr<BackendSession> openPulse(const BackendOptions&) {
+    return std::make_unique<SystemSession>(pulse::createPulseSystem());
+}
+#endif
+
+constexpr std::array kBackends{
+#ifdef KVO_AUDIO_PULSE
+    Backend{"pulse", "the PulseAudio (or PipeWire) server of this session", false, false,
+            openPulse},
+#endif
+    Backend{"sim", "a simulated PC, built in or described by --machine FILE.json", true, true,
+            sim::openSimulatedPc},
+};
+
+}  // namespace
+
+std::span<const Backend> backends() {
+    return kBackends;
+}
+
+const Backend* findBackend(std::string_view name) {
+    for (const Backend& backend : kBackends) {
+        if (name == backend.name) {
+            return &backend;
+        }
+    }
+    return nullptr;
+}
+
+std::string backendNames() {
+    std::string names;
+    for (const Backend& backend : kBackends) {
+        names += (names.empty() ? "" : ", ") + std::string(backend.name);
+    }
+    return names;
+}
+
+}  // namespace audio

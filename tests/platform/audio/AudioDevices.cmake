@@ -1,4 +1,0 @@
-add_subdirectory(sim)
-if(TARGET kvo_audio_pulse)
-    add_subdirectory(pulse)
-endif()
