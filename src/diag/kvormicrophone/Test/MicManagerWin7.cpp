@@ -55,31 +55,44 @@ void MicManagerWin7::updateSpeakerDeviceList() {
     fillEndpointList(audio::eRender, audio::DEVICE_STATEMASK_ALL, m_playerDevices);
 }
 
-void MicManagerWin7::takeRestorePoints(kvo::Array<audio::AudioDevicePtr>& devices,
+void MicManagerWin7::takeRestorePoints(const kvo::Array<audio::AudioDevicePtr>& previousDevices,
+                                       kvo::Array<audio::AudioDevicePtr>& devices,
                                        RestorePoints& points) {
-    points.clear();
+    // A point stays until it is applied: taken again by a later run in the
+    // same process, it would hold the levels an earlier run raised.
+    const bool pointsMatchPrevious = previousDevices.size() == points.size();
+    RestorePoints refreshed;
     for (std::uint32_t i = 0; i < devices.size(); ++i) {
-        points.append(nullptr);
-        if (!isActive(*devices[i])) {
+        refreshed.append(nullptr);
+        for (std::uint32_t j = 0; pointsMatchPrevious && j < previousDevices.size(); ++j) {
+            if (points[j] != nullptr && previousDevices[j]->id() == devices[i]->id()) {
+                refreshed[i] = std::move(points[j]);
+                break;
+            }
+        }
+        if (refreshed[i] != nullptr || !isActive(*devices[i])) {
             continue;
         }
         auto point = std::make_unique<VolumeMuteRestorePoint>();
         if (const auto controller = devices[i]->volumeControl()) {
             controller->getVolumeLevel(point->volume);
             controller->getMute(point->mute);
-            points[i] = std::move(point);
+            refreshed[i] = std::move(point);
         }
     }
+    points = std::move(refreshed);
 }
 
 void MicManagerWin7::refreshMicrophoneDeviceStates() {
+    const kvo::Array<audio::AudioDevicePtr> previous = m_micDevices;
     updateMicrophoneDeviceList();
-    takeRestorePoints(m_micDevices, m_micVolumeMuteRestorePoint);
+    takeRestorePoints(previous, m_micDevices, m_micVolumeMuteRestorePoint);
 }
 
 void MicManagerWin7::refreshSpeakerDeviceStates() {
+    const kvo::Array<audio::AudioDevicePtr> previous = m_playerDevices;
     updateSpeakerDeviceList();
-    takeRestorePoints(m_playerDevices, m_spkVolumeMuteRestorePoint);
+    takeRestorePoints(previous, m_playerDevices, m_spkVolumeMuteRestorePoint);
 }
 
 void MicManagerWin7::refreshDeviceStates() {

@@ -16,8 +16,8 @@ struct VolumeMuteRestorePoint {
 
 // The device side of the non-interactive tests: endpoint lists in all states,
 // integrated-device filters, capture volume and mute per microphone, and
-// restore points that put every endpoint's level and mute back when the
-// manager is destroyed.
+// restore points that put every endpoint's level and mute, as they were before
+// the first test of the process touched them, back when the manager is destroyed.
 class MicManagerWin7 : public MicrophoneTestWin7 {
 public:
     explicit MicManagerWin7(MicrophoneTestUI* ui = nullptr);
@@ -53,7 +53,10 @@ public:
 private:
     using RestorePoints = kvo::Array<std::unique_ptr<VolumeMuteRestorePoint>>;
 
-    void takeRestorePoints(kvo::Array<audio::AudioDevicePtr>& devices, RestorePoints& points);
+    // Points for the endpoints of `devices`, keeping those an earlier refresh
+    // took (matched by endpoint id through `previousDevices`).
+    void takeRestorePoints(const kvo::Array<audio::AudioDevicePtr>& previousDevices,
+                           kvo::Array<audio::AudioDevicePtr>& devices, RestorePoints& points);
     void applyRestorePoints(kvo::Array<audio::AudioDevicePtr>& devices, RestorePoints& points,
                             const char* devicesName, const char* pointsName);
     std::uint32_t filterIntegrated(kvo::Array<audio::AudioDevicePtr>& devices, bool microphones,

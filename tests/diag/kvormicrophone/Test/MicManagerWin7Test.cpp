@@ -64,20 +64,27 @@ std::uint32_t indexOf(MicManagerWin7& manager, const std::string& id) {
     return UINT32_MAX;
 }
 
-TEST(MicManagerWin7, DestructionPutsBackTheLevelsOfTheLastRefresh) {
+TEST(MicManagerWin7, DestructionPutsBackTheLevelsFromBeforeTheFirstRunOfTheProcess) {
     test::SimulatedPc pc;
     const auto microphone = pc.endpoint("mic-array");
+    const auto speakers = pc.endpoint("speakers");
     microphone->volumeControl()->setVolumeLevel(35);
     microphone->volumeControl()->setMute(true);
+    speakers->volumeControl()->setVolumeLevel(45);
     {
         MicManagerWin7 manager;
-        manager.refreshDeviceStates();
-        const std::uint32_t index = indexOf(manager, "mic-array");
-        manager.setCaptureVolumeLevel(index, 100);
-        manager.setCaptureMute(index, false);
-        EXPECT_EQ(levels(microphone), std::pair(100u, false));
+        // Two runs of the test in one process: each refreshes, then raises the levels.
+        for (int run = 0; run < 2; ++run) {
+            manager.refreshDeviceStates();
+            const std::uint32_t index = indexOf(manager, "mic-array");
+            manager.setCaptureVolumeLevel(index, 100);
+            manager.setCaptureMute(index, false);
+            ASSERT_TRUE(manager.setDefaultSpeakerVolume());
+            EXPECT_EQ(levels(microphone), std::pair(100u, false));
+        }
     }
     EXPECT_EQ(levels(microphone), std::pair(35u, true));
+    EXPECT_EQ(levels(speakers).first, 45u);
 }
 
 TEST(MicManagerWin7, ListsThatChangedSinceTheRefreshAreNotRestored) {

@@ -183,6 +183,18 @@ TEST_F(PulseEndToEndTest, AServerKilledMidRunEndsTheTestWithOneClearMessage) {
     EXPECT_EQ(output.find(message), output.rfind(message)) << "said once:\n" << output;
 }
 
+TEST_F(PulseEndToEndTest, TwoAmplitudeTestsInOneProcessPutBackTheLevelsFromBeforeTheFirst) {
+    PulseTestServer server;
+    ASSERT_TRUE(server.running());
+    server.pactl("set-source-volume int_mic 70%");
+    server.pactl("set-sink-volume int_speaker 45%");
+    const std::string before = levels(server);
+    const ProgramRun run =
+        runProgram("run IntegratedMicrophoneTest IntegratedMicrophoneTest", base_);
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_EQ(levels(server), before);
+}
+
 TEST_F(PulseEndToEndTest, CtrlCWhileAToneIsRecordedIsUserAbortedWithNothingSaved) {
     PulseTestServer server;
     ASSERT_TRUE(server.running());
