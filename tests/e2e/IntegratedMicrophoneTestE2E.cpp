@@ -100,6 +100,22 @@ TEST(IntegratedMicrophoneTestE2E, MicrophoneUnpluggedDuringItsRecordingsCannotRu
     EXPECT_EQ(run.progress().back(), 100);
 }
 
+TEST(IntegratedMicrophoneTestE2E, WhatTheEnginesLogWhenTheyAreTornDownReachesTheLog) {
+    TempDirectory healthy;
+    const ProgramRun run = runOnSimulatedPc(kTest, "", healthy);
+    EXPECT_EQ(run.exitCode, 0);
+    // The manager lives until the module ends; its boost restore runs then.
+    EXPECT_TRUE(run.logContains("MicManagerWin7::~MicManagerWin7"));
+    EXPECT_TRUE(run.logContains("MicrophoneBoostControl::restore"));
+
+    // Before Vista the run ends before any restore point is taken.
+    TempDirectory old;
+    const ProgramRun xp = runOnSimulatedPc(kTest, "windows-xp", old);
+    EXPECT_EQ(xp.exitCode, 4);
+    EXPECT_TRUE(xp.logContains("m_micVolumeMuteRestorePoint.size() = 0"));
+    EXPECT_TRUE(xp.logContains("WHY ARE THEY DIFFERENT?"));
+}
+
 TEST(IntegratedMicrophoneTestE2E, StopRequestDuringARecordingEndsWithinOnePoll) {
     TempDirectory base;
     const ProgramRun run = runOnSimulatedPc(kTest, "stop-request", base);

@@ -352,35 +352,31 @@ int Framework::run(const Options& options) {
     }
 
     kvo::Logger::setGlobalPriority(options.logLevel.value_or(kvo::kLogInfo));
-    std::shared_ptr<kvo::FileLogSink> logFile;
     try {
-        logFile = std::make_shared<kvo::FileLogSink>(logDirectory(baseDirectory_) +
-                                                     "/kvormicrophone.log");
-        kvo::Logger::addSink(logFile);
         deviceSource_.reset();
+        closeLogFile();
+        logFile_ = std::make_shared<kvo::FileLogSink>(logDirectory(baseDirectory_) +
+                                                      "/kvormicrophone.log");
+        kvo::Logger::addSink(logFile_);
         deviceSource_ = deviceSources.open != nullptr ? deviceSources.open(options)
                                                       : std::make_unique<NoDevices>();
     } catch (const kvo::Exception& error) {
         kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
-        if (logFile) {
-            kvo::Logger::removeSink(logFile);
-        }
+        closeLogFile();
         return TestResult::CANNOTRUN().value();
     }
 
     // However the run ends, even by an exception, nothing of it may write to
-    // the console or the log file afterwards.
+    // the console afterwards. The log file stays open for the module's teardown.
     struct RunState {
         Framework& framework;
-        std::shared_ptr<kvo::FileLogSink> logFile;
         ~RunState() {
             kvo::Logger::flushAll();
-            kvo::Logger::removeSink(logFile);
             std::lock_guard lock(framework.runMutex_);
             framework.output_.reset();
             framework.report_.reset();
         }
-    } runState{*this, logFile};
+    } runState{*this};
 
     installStopSignal();
     promptEnable_ = frontEndName == "console" || frontEndName == "win32";
@@ -409,6 +405,14 @@ int Framework::run(const Options& options) {
 
 void Framework::closeDevices() {
     deviceSource_.reset();
+    closeLogFile();
+}
+
+void Framework::closeLogFile() {
+    if (logFile_) {
+        kvo::Logger::removeSink(logFile_);
+        logFile_.reset();
+    }
 }
 
 TestResult Framework::runTest(Test& test) {

@@ -11,6 +11,10 @@
 #include "RunReport.hpp"
 #include "platform/vesk5/DiagModule.hpp"
 
+namespace kvo {
+class FileLogSink;
+}
+
 namespace vesk5::host {
 
 // The diagnostic framework behind DiagModule: the registry of tests, events
@@ -43,9 +47,10 @@ public:
         initCallback_ = callback;
     }
     int start();
-    // Closes the audio system of the last run. It stays open after start()
-    // returns so that the module's engines can put the user's levels back
-    // when they are torn down; the process entry calls this last.
+    // Closes the audio system and the log file of the last run. Both stay open
+    // after start() returns so that the module's engines can put the user's
+    // levels back, and log it, when they are torn down; the process entry
+    // calls this last.
     void closeDevices();
 
     unsigned optionalDeviceCount() const { return static_cast<unsigned>(optionalDevices_.size()); }
@@ -74,6 +79,7 @@ private:
     std::string prepareBaseDirectory(const Options& options);
     std::string applySettings(const Options& options);
     TestResult runTest(Test& test);
+    void closeLogFile();
 
     std::vector<std::unique_ptr<Test>> tests_;
     std::vector<std::unique_ptr<Event>> events_;
@@ -86,6 +92,7 @@ private:
     // State of the run in progress.
     std::mutex runMutex_;
     std::unique_ptr<DeviceSource> deviceSource_;
+    std::shared_ptr<kvo::FileLogSink> logFile_;
     std::vector<DiagDevice> optionalDevices_;
     std::unique_ptr<RunOutput> output_;
     std::unique_ptr<RunReport> report_;
