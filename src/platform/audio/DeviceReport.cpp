@@ -5,6 +5,10 @@
 #include <functional>
 #include <set>
 
+#ifndef _WIN32
+#include <sys/utsname.h>
+#endif
+
 namespace audio {
 namespace {
 
@@ -47,6 +51,24 @@ std::string versionText(const OsVersion& version) {
     return version.servicePackMajor == 0
                ? fmt::format("{}.{}", version.major, version.minor)
                : fmt::format("{}.{}.{}", version.major, version.minor, version.servicePackMajor);
+}
+
+// The system the program runs on. A simulated PC is the Windows its machine
+// file names; elsewhere the version checks answer 10.0 whatever runs.
+std::string operatingSystemText(AudioSystem& system) {
+    const std::string windows = "Windows " + versionText(system.osVersion());
+    if (system.isSimulated()) {
+        return windows + " (simulated)";
+    }
+#ifdef _WIN32
+    return windows;
+#else
+    utsname names{};
+    if (uname(&names) != 0) {
+        return "unknown";
+    }
+    return fmt::format("{} {}", names.sysname, names.release);
+#endif
 }
 
 json formatsJson(AudioDevice& endpoint, _AUDCLNT_SHAREMODE mode) {
@@ -207,6 +229,7 @@ json deviceReport(AudioSystem& system) {
     json report{{"audioSystem", system.backendName()},
                 {"description", system.description()},
                 {"simulated", system.isSimulated()},
+                {"operatingSystem", operatingSystemText(system)},
                 {"windowsVersion", versionText(system.osVersion())},
                 {"allowExternalMicTesting", system.allowExternalMicTesting()}};
     for (const auto& [key, flow] :
@@ -245,7 +268,7 @@ std::string deviceReportText(const json& report) {
         text += std::string(static_cast<std::size_t>(indent) * 2, ' ') + content + "\n";
     };
     line(0, "Audio system: " + report["description"].get<std::string>());
-    line(0, "Windows version: " + report["windowsVersion"].get<std::string>());
+    line(0, "Operating system: " + report["operatingSystem"].get<std::string>());
     line(0, std::string("External microphones may be tested: ") +
                 (report["allowExternalMicTesting"].get<bool>() ? "yes" : "no"));
     if (report["soundCards"].empty()) {

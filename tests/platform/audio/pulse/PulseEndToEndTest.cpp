@@ -235,6 +235,15 @@ TEST_F(PulseEndToEndTest, CtrlCWhileAToneIsRecordedIsUserAbortedWithNothingSaved
     EXPECT_FALSE(std::ifstream(base_.path() + "/logs/440.wav").good());
 }
 
+TEST_F(PulseEndToEndTest, DevicesNamesTheOperatingSystemItRunsOn) {
+    PulseTestServer server;
+    ASSERT_TRUE(server.running());
+    const ProgramRun run = runProgram("devices", base_);
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_NE(run.output.find("Operating system: Linux "), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find("Windows"), std::string::npos) << run.output;
+}
+
 TEST_F(PulseEndToEndTest, NoServerIsOneLineNamingTheSimulatedPc) {
     int status = 0;
     const std::string output =

@@ -289,6 +289,7 @@ TEST_F(SimDevices, ReportListsCardsEndpointsVolumesJacksAndGainStages) {
     const std::string text = deviceReportText(report);
     EXPECT_NE(text.find("Audio system: simulated PC \"Typical laptop\" (built-in), seed 1"),
               std::string::npos);
+    EXPECT_NE(text.find("Operating system: Windows 10.0 (simulated)"), std::string::npos);
     EXPECT_NE(text.find("Driver: hdaudio.sys, version 10.0.19041.3636"), std::string::npos);
     EXPECT_NE(text.find("Capture endpoint \"Headset Microphone (High Definition Audio Device)\""),
               std::string::npos);
