@@ -139,6 +139,7 @@ void MicrophoneTestMFCUI::onInitDialog(ui::Dialog& dialog) {
     setTexts(dialog);
     if (m_engine != nullptr) {
         m_engine->updateDeviceLists();
+        m_engine->promptForMissingDevices();
     }
 }
 

@@ -26,6 +26,12 @@ struct ProgramResult {
                    line.value("severity", "") == severity;
         });
     }
+    bool hasNote(const std::string& text) const {
+        return std::any_of(lines.begin(), lines.end(), [&](const nlohmann::json& line) {
+            return line.value("type", "") == "note" &&
+                   line.value("text", "").find(text) != std::string::npos;
+        });
+    }
     std::string result() const {
         for (const auto& line : lines) {
             if (line.value("type", "") == "run") {
@@ -123,12 +129,52 @@ TEST_F(MicrophoneTestEndToEnd, BeforeVistaTheMciDialogRecordsSavesAndPlays) {
     EXPECT_LT(play, verdict);
 }
 
-TEST_F(MicrophoneTestEndToEnd, NoInputDeviceCannotRun) {
-    const ProgramResult none =
-        run("--machine '" + scenario("no-microphone.json") + "' --ui scripted --answer pass");
-    EXPECT_EQ(none.exitCode, 4);
-    EXPECT_EQ(none.result(), "CANNOTRUN");
-    EXPECT_TRUE(none.hasEvent("MSG_DOES_NOT_SUPPORT_RECORDING", "warning"));
+TEST_F(MicrophoneTestEndToEnd, WithoutAMicrophoneTheDialogStillOpensAndThePersonDecides) {
+    const std::string machine = "--machine '" + scenario("no-microphone.json") + "'";
+    const ProgramResult fail = run(machine + " --ui scripted --answer fail");
+    EXPECT_EQ(fail.exitCode, 1);
+    EXPECT_EQ(fail.result(), "FAIL");
+    EXPECT_TRUE(fail.hasEvent("TestFailed", "error"));
+    EXPECT_FALSE(fail.hasEvent("MSG_DOES_NOT_SUPPORT_RECORDING", "warning"));
+    EXPECT_FALSE(fail.hasNote("No input device was detected"));  // bPromptEnable is off
+
+    const ProgramResult close = run(machine + " --ui scripted --answer cancel");
+    EXPECT_EQ(close.exitCode, 6);
+    EXPECT_EQ(close.result(), "USERABORTED");
+}
+
+TEST_F(MicrophoneTestEndToEnd, PromptEnableShowsWhichDeviceWasNotDetected) {
+    const std::string prompt = " --param bPromptEnable=true --ui scripted --answer fail";
+    const ProgramResult noMicrophone =
+        run("--machine '" + scenario("no-microphone.json") + "'" + prompt);
+    EXPECT_TRUE(noMicrophone.hasNote(
+        "[Microphone Test] No input device was detected. Connect a microphone and press OK."));
+    EXPECT_FALSE(noMicrophone.hasNote("No output device was detected"));
+
+    const ProgramResult noSpeaker = run("--machine '" + scenario("no-speaker.json") + "'" + prompt);
+    EXPECT_TRUE(noSpeaker.hasNote("[Microphone Test] No output device was detected."));
+    EXPECT_FALSE(noSpeaker.hasNote("No input device was detected"));
+
+    const ProgramResult healthy = run(prompt);
+    EXPECT_FALSE(healthy.hasNote("was detected"));
+}
+
+TEST_F(MicrophoneTestEndToEnd, ScriptedAnswersLikeAPatientPersonWhenADeviceMisbehaves) {
+    // Recording refused once: tried again after the message, then recorded and played.
+    const ProgramResult busy =
+        run("--machine '" + scenario("capture-fails-once.json") + "' --ui scripted --answer pass");
+    EXPECT_EQ(busy.exitCode, 0) << busy.errors;
+    EXPECT_EQ(busy.result(), "PASS");
+    EXPECT_TRUE(busy.hasNote("The recording device is in use."));
+
+    // Refused twice, or nothing to play on: the answer is still given where Fail is offered.
+    for (const char* machine : {"capture-fails-twice.json", "no-speaker.json"}) {
+        const ProgramResult fail =
+            run("--machine '" + scenario(machine) + "' --ui scripted --answer fail");
+        EXPECT_EQ(fail.exitCode, 1) << machine;
+        EXPECT_EQ(fail.result(), "FAIL") << machine;
+        EXPECT_TRUE(fail.hasEvent("TestFailed", "error")) << machine;
+    }
 }
 
 TEST_F(MicrophoneTestEndToEnd, FrontEndsThatCannotRunAreBadParameters) {

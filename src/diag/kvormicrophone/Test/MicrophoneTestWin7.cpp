@@ -6,6 +6,8 @@
 #include "MicrophoneListUpdater.hpp"
 #include "common/libAudio-common/PCMSupport.hpp"
 #include "diag/kvormicrophone/MicrophoneDialogCommon.hpp"
+#include "diag/kvormicrophone/MicrophoneTestParameter.hpp"
+#include "diag/kvormicrophone/ModuleGlobals.hpp"
 #include "diag/kvormicrophone/ModuleLogger.hpp"
 #include "platform/audio/CurrentSystem.hpp"
 #include "platform/kvo/FileSystem.hpp"
@@ -337,6 +339,23 @@ void MicrophoneTestWin7::saveRecording() {
     libAudio::createPCMWaveFile(path, m_recordingBuffer.format.Format,
                                 m_recordingBuffer.pcmStorage.data(),
                                 m_recordingBuffer.pcmStorage.size());
+}
+
+void MicrophoneTestWin7::promptForMissingDevices() {
+    kvo::String message;
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_playerDevices.empty()) {
+            message += dialog::text(events::MSG_OUTPUT_DETECTION) + "\n";
+        }
+        if (m_micDevices.empty()) {
+            message += dialog::text(events::MSG_INPUT_DETECTION);
+        }
+    }
+    if (m_ui != nullptr && !message.empty() && MicrophoneTestParameter::isInitialized() &&
+        MicrophoneTestParameter::bPromptEnable()) {
+        m_ui->showMessage(dialog::text(events::MSG_TEST_NAME), message);
+    }
 }
 
 bool MicrophoneTestWin7::boostMicrophone(std::uint32_t index) {

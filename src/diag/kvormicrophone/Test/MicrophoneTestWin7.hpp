@@ -48,6 +48,10 @@ public:
     virtual void refreshDeviceStates();
     virtual void updateMicrophoneDeviceList();
     virtual void updateSpeakerDeviceList();
+    // When the "bPromptEnable" parameter allows it, tells the user interface
+    // which kind of device, input or output, was not detected. Call it on the
+    // user interface's thread.
+    void promptForMissingDevices();
     // Raises the boost stages behind the microphone at `index`; none is no failure.
     bool boostMicrophone(std::uint32_t index);
     void registerListeners();

@@ -9,8 +9,9 @@
 namespace ui {
 namespace {
 
-// A step that cannot go on within this much clock time is given up, so that a
-// dialog that never enables the next button ends the run instead of hanging it.
+// A step that cannot go on within this much clock time is given up (answered
+// where the dialog offers the answer, else closed), so that a dialog that
+// never enables the next button ends the run instead of hanging it.
 constexpr std::uint64_t kStepTimeoutMs = 60000;
 
 kvo::Logger& logger() {
@@ -26,6 +27,7 @@ public:
 
     MessageBoxResult messageBox(const std::string& caption, const std::string& text) override {
         vesk5::DiagModule::createMessageBox2(caption, text)->show();
+        messageSinceRecord_ = true;
         return MessageBoxResult::Ok;
     }
 
@@ -45,9 +47,36 @@ private:
         stepClock_.reset();
     }
 
+    ControlRole verdict() const {
+        return answer_ == ScriptedDialogService::Answer::Pass ? ControlRole::Pass
+                                                              : ControlRole::Fail;
+    }
+
+    void record() {
+        KVO_LOG(logger(), kvo::kLogInfo, "scripted answer: record");
+        messageSinceRecord_ = false;
+        pressRole(ControlRole::Record);
+    }
+
+    // Gives the answer where the dialog offers it; closes the dialog where it does not.
+    void judge() {
+        if (roleEnabled(verdict())) {
+            KVO_LOG(logger(), kvo::kLogInfo, "scripted answer: {}",
+                    verdict() == ControlRole::Pass ? "pass" : "fail");
+            pressRole(verdict());
+            return;
+        }
+        KVO_LOG(logger(), kvo::kLogInfo,
+                "scripted answer: the dialog does not offer the answer; closing it");
+        cancelByUser();
+    }
+
+    bool nothingToRecordFrom() const {
+        const Control* inputs = findRole(ControlRole::InputList);
+        return inputs != nullptr && inputs->items.empty();
+    }
+
     void act() {
-        const ControlRole verdict =
-            answer_ == ScriptedDialogService::Answer::Pass ? ControlRole::Pass : ControlRole::Fail;
         if (answer_ == ScriptedDialogService::Answer::Cancel) {
             KVO_LOG(logger(), kvo::kLogInfo, "scripted answer: close the dialog");
             cancelByUser();
@@ -56,9 +85,12 @@ private:
         switch (step_) {
             case Step::Record:
                 if (roleEnabled(ControlRole::Record)) {
-                    KVO_LOG(logger(), kvo::kLogInfo, "scripted answer: record");
-                    pressRole(ControlRole::Record);
+                    record();
                     advance(Step::Play);
+                    return;
+                }
+                if (nothingToRecordFrom()) {
+                    judge();
                     return;
                 }
                 break;
@@ -69,33 +101,41 @@ private:
                     advance(Step::Judge);
                     return;
                 }
+                // Record offered again without Play: the recording was refused,
+                // or it is over and there is nothing to play it on.
+                if (roleEnabled(ControlRole::Record)) {
+                    if (messageSinceRecord_ && !retried_) {
+                        retried_ = true;
+                        record();
+                        stepClock_.reset();
+                    } else {
+                        judge();
+                    }
+                    return;
+                }
                 break;
             case Step::Judge:
-                // Judged once the playback is over, which gives Play back.
-                if (roleEnabled(verdict) && roleEnabled(ControlRole::Play)) {
-                    KVO_LOG(logger(), kvo::kLogInfo, "scripted answer: {}",
-                            verdict == ControlRole::Pass ? "pass" : "fail");
-                    pressRole(verdict);
+                // Once the playback is over, which gives Play back, or was
+                // refused, which offers Pass without it.
+                if (roleEnabled(verdict()) &&
+                    (roleEnabled(ControlRole::Play) || roleEnabled(ControlRole::Pass))) {
+                    judge();
                     return;
                 }
                 break;
         }
         if (stepClock_.elapsedMs() >= kStepTimeoutMs) {
-            // A playback that could not start still leaves the verdict to the user.
-            if (step_ == Step::Judge && roleEnabled(verdict)) {
-                pressRole(verdict);
-                return;
-            }
             KVO_LOG(logger(), kvo::kLogError,
-                    "scripted answer: the dialog did not go on within {} ms; closing it",
-                    kStepTimeoutMs);
-            cancelByUser();
+                    "scripted answer: the dialog did not go on within {} ms", kStepTimeoutMs);
+            judge();
         }
     }
 
     ScriptedDialogService::Answer answer_;
     Step step_ = Step::Record;
     kvo::Stopwatch stepClock_;
+    bool messageSinceRecord_ = false;
+    bool retried_ = false;
 };
 
 }  // namespace

@@ -6,9 +6,12 @@
 
 namespace ui {
 
-// Answers dialogs without a person, for automation and tests: it records,
-// plays the recording back and then presses Pass or Fail, or it closes the
-// dialog at once. Message boxes go to the run's output and are answered OK.
+// Answers dialogs without a person, for automation and tests, as a patient
+// person would: it records, plays the recording back and then presses Pass or
+// Fail, or it closes the dialog at once. A recording refused with a message is
+// tried once more; where the dialog cannot go on (nothing to record from or
+// play on, a second refusal) it still gives its answer if the dialog offers it.
+// Message boxes go to the run's output and are answered OK.
 class ScriptedDialogService : public DialogService {
 public:
     enum class Answer { Pass, Fail, Cancel };
