@@ -149,10 +149,12 @@ void CMicrophoneDlg::onRecord() {
     closeDevice();
     ui::MCIDEVICEID id = ui::kNoMciDevice;
     if (!mciCheck(m_mci.open("", id), events::MSG_COULD_NOT_OPEN_DEVICE, __LINE__)) {
+        recordDidNotStart();
         return;
     }
     m_deviceId = id;
     if (!mciCheck(m_mci.setTimeFormatMilliseconds(id), events::MSG_NOT_SET_TIME_FORMAT, __LINE__)) {
+        recordDidNotStart();
         return;
     }
     if (m_format.samplesPerSec != 0) {
@@ -164,13 +166,9 @@ void CMicrophoneDlg::onRecord() {
             return;
         }
     }
-    const bool started = mciCheck(m_mci.record(id, 0, kRecordingMs),
-                                  events::MSG_DOES_NOT_SUPPORT_RECORDING, __LINE__);
-    if (!started) {
-        closeDevice();
-        m_dialog->messageBox(text(events::MSG_TEST_NAME), text(events::RECORD_IN_USE_TRY_AGAIN));
-        m_dialog->enable(IDC_RECORD, true);
-        m_dialog->enable(IDC_FAIL, true);
+    if (!mciCheck(m_mci.record(id, 0, kRecordingMs), events::MSG_DOES_NOT_SUPPORT_RECORDING,
+                  __LINE__)) {
+        recordDidNotStart();
         return;
     }
     m_recordingInProgress = true;
@@ -189,6 +187,13 @@ void CMicrophoneDlg::onRecord() {
     }
     m_dialog->setTimer(kTimerId, kTimerPeriodMs);
     m_stepClock.reset();
+}
+
+void CMicrophoneDlg::recordDidNotStart() {
+    closeDevice();
+    m_dialog->messageBox(text(events::MSG_TEST_NAME), text(events::RECORD_IN_USE_TRY_AGAIN));
+    m_dialog->enable(IDC_RECORD, true);
+    m_dialog->enable(IDC_FAIL, true);
 }
 
 void CMicrophoneDlg::onPlay() {

@@ -39,6 +39,8 @@ private:
     bool mciCheck(ui::MCIERROR error, vesk5::Event* event, int line);
     void closeDevice();
     void onRecord();
+    // The record could not start: the user is told and may try again or fail the test.
+    void recordDidNotStart();
     void onPlay();
     void onPass();
     void onFail();

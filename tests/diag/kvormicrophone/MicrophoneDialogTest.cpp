@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 #include "DialogTestSupport.hpp"
@@ -309,6 +311,50 @@ TEST_F(MciDialogTest, AFailedSaveLeavesPlayDisabled) {
     EXPECT_TRUE(raised(log, "MSG_FILE_NOT_SAVED"));
     EXPECT_TRUE(logged(log, "kvormicrophone", "Saving failed"));
     EXPECT_EQ(dlg.result(), TestResult::USERABORTED());
+}
+
+// Refuses to open the waveaudio device, or its time format, as a broken driver would.
+class RefusingMci : public ui::sim::SimMciService {
+public:
+    RefusingMci(audio::AudioSystem& system, bool refuseOpen)
+        : SimMciService(system), refuseOpen_(refuseOpen) {}
+    ui::MCIERROR open(const std::string& element, ui::MCIDEVICEID& id) override {
+        return refuseOpen_ ? ui::MCIERR_HARDWARE : SimMciService::open(element, id);
+    }
+    ui::MCIERROR setTimeFormatMilliseconds(ui::MCIDEVICEID id) override {
+        return refuseOpen_ ? SimMciService::setTimeFormatMilliseconds(id) : ui::MCIERR_HARDWARE;
+    }
+
+private:
+    bool refuseOpen_;
+};
+
+TEST_F(MciDialogTest, ARecordThatCannotOpenOrSetItsTimeFormatSaysSoAndOffersRecordAndFail) {
+    test::SimulatedPc pc("windows-xp.json");
+    for (const bool refuseOpen : {true, false}) {
+        RefusingMci mci(audio::currentSystem(), refuseOpen);
+        kvo::test::CapturingLogSink log;
+        CMicrophoneDlg dlg(IDD_MICROPHONE, mci);
+        std::optional<Buttons> afterRecord;
+        TestDialogService service([&](TestDialog& dialog) {
+            if (!afterRecord) {
+                dialog.press(IDC_RECORD);
+                afterRecord = mciButtons(dialog);
+                dialog.press(IDC_FAIL);
+            }
+        });
+        dlg.doModal(service);
+        ASSERT_TRUE(afterRecord.has_value());
+        EXPECT_EQ(service.messageBoxes, 1) << refuseOpen;
+        EXPECT_NE(service.lastMessage.find("The recording device is in use."), std::string::npos)
+            << refuseOpen;
+        //                            record play   pass   fail  close
+        EXPECT_EQ(*afterRecord, (Buttons{true, false, false, true, true})) << refuseOpen;
+        EXPECT_TRUE(
+            raised(log, refuseOpen ? "MSG_COULD_NOT_OPEN_DEVICE" : "MSG_NOT_SET_TIME_FORMAT"))
+            << refuseOpen;
+        EXPECT_EQ(dlg.result(), TestResult::FAIL()) << refuseOpen;
+    }
 }
 
 // A PC without any wave device, as the device lists see it.
