@@ -229,6 +229,16 @@ void MicrophoneTestMFCUI::fillList(int listId, const DeviceList& devices) {
     m_dialog->selectListItem(listId, keep);
 }
 
+void MicrophoneTestMFCUI::reportInterruptedRecording(int error) {
+    KVO_LOG(moduleLogger(), kvo::kLogError, "The recording was interrupted: {}",
+            audio::describeResult(static_cast<audio::HResult>(error)));
+    vesk5::Event* const event = static_cast<audio::HResult>(error) == audio::kDeviceInvalidated
+                                    ? events::EndpointStateWarning
+                                    : events::DEVICE_MISCONFIGURED;
+    vesk5::DiagModule::warning(event, kSource, __LINE__);
+    showMessage(text(events::MSG_TEST_NAME), text(event));
+}
+
 void MicrophoneTestMFCUI::logProgressBar(int stateTag, int positionTag, int doneTag) {
     if (!m_dialog->hasControl(IDC_PROGRESS)) {
         return;
@@ -246,15 +256,23 @@ void MicrophoneTestMFCUI::onMessage(unsigned message, std::uintptr_t wParam, std
         case WM_PROGRESS:
             m_dialog->setProgress(IDC_PROGRESS, static_cast<int>(wParam));
             break;
-        case WM_RECORDING_FINISHED:
-            logProgressBar(405, 408, 410);
+        case WM_RECORDING_FINISHED: {
+            const int interruption = m_engine != nullptr ? m_engine->lastRecordingError() : 0;
+            // A recording cut short keeps the bar where it stopped.
+            if (interruption == 0) {
+                logProgressBar(405, 408, 410);
+            }
             if (m_dialog->hasControl(IDC_PLAY) && m_dialog->listCount(IDC_OUTPUT_LIST) > 0) {
                 m_dialog->enable(IDC_PLAY, true);
             }
             if (m_dialog->listCount(IDC_INPUT_LIST) > 0) {
                 m_dialog->enable(IDC_RECORD, true);
             }
+            if (interruption != 0) {
+                reportInterruptedRecording(interruption);
+            }
             break;
+        }
         case WM_MICROPHONES_CHANGED: {
             DeviceList copy;
             {

@@ -208,6 +208,39 @@ TEST(MicrophoneTestMFCUI, WithoutMicrophonesRecordAndPlayStayDisabled) {
     EXPECT_EQ(engine.result(), TestResult::USERABORTED());
 }
 
+TEST(MicrophoneTestMFCUI, AnUnpluggedMicrophoneEndsTheRecordingWithAMessageNotAFullBar) {
+    // The microphone array goes 2.5 s into the three-second recording.
+    test::SimulatedPc pc("unplug-during-run.json");
+    kvo::test::CapturingLogSink log;
+    MicrophoneTestWin7 engine;
+    MicrophoneTestMFCUI ui(IDD_MICROPHONE, &engine);
+    engine.setUI(&ui);
+    engine.setRecordingDuration(kRecordingMs);
+    bool recorded = false;
+    int progressAfterwards = -1;
+    TestDialogService service([&](TestDialog& dialog) {
+        if (!recorded) {
+            if (dialog.isEnabled(IDC_RECORD)) {
+                dialog.press(IDC_RECORD);
+                recorded = true;
+            }
+        } else if (!engine.stillRecording() && dialog.isEnabled(IDC_PLAY)) {
+            progressAfterwards = dialog.progress(IDC_PROGRESS);
+            dialog.press(IDC_CLOSE);
+        }
+    });
+    ui.doModal(service);
+    engine.setUI(nullptr);
+    ASSERT_FALSE(service.timedOut);
+    EXPECT_EQ(service.messageBoxes, 1);
+    EXPECT_NE(service.lastMessage.find("Microphone Test: Audio devices were added or removed"),
+              std::string::npos)
+        << service.lastMessage;
+    EXPECT_TRUE(raised(log, "EndpointStateWarning"));
+    EXPECT_GT(progressAfterwards, 0);
+    EXPECT_LT(progressAfterwards, 100);
+}
+
 // --- The MCI dialog ---------------------------------------------------------
 
 class MciDialogTest : public testing::Test {

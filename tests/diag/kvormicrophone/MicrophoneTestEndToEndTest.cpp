@@ -177,6 +177,18 @@ TEST_F(MicrophoneTestEndToEnd, ScriptedAnswersLikeAPatientPersonWhenADeviceMisbe
     }
 }
 
+TEST_F(MicrophoneTestEndToEnd, AMicrophoneUnpluggedDuringTheRecordingIsReported) {
+    // The microphone array goes at 2.5 s, within the first three-second recording.
+    const ProgramResult unplugged =
+        run("--machine '" + scenario("unplug-during-run.json") + "' --ui scripted --answer fail");
+    EXPECT_EQ(unplugged.exitCode, 1);
+    EXPECT_TRUE(unplugged.hasEvent("EndpointStateWarning", "warning"));
+    EXPECT_TRUE(unplugged.hasNote("[Microphone Test] Audio devices were added or removed"));
+
+    const ProgramResult healthy = run("--ui scripted --answer fail");
+    EXPECT_FALSE(healthy.hasEvent("EndpointStateWarning", "warning"));
+}
+
 TEST_F(MicrophoneTestEndToEnd, FrontEndsThatCannotRunAreBadParameters) {
     const ProgramResult win32 = run("--ui win32");
     EXPECT_EQ(win32.exitCode, 5);

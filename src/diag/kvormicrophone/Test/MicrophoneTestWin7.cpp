@@ -320,8 +320,10 @@ int MicrophoneTestWin7::record() {
         waitHandler.onPoll();
         kvo::System::mssleep(10);
     }
+    const bool stopped = m_stopRecording.load();
     KVO_LOG(moduleLogger(), kvo::kLogDetail, "Stopping recording.");
     m_waveIn->stop();
+    m_lastRecordingError.store(stopped ? 0 : m_waveIn->errorCode());
     KVO_LOG(moduleLogger(), kvo::kLogDetail, "Notify UI we are done recording.");
     if (m_ui != nullptr) {
         m_ui->recordingFinished();

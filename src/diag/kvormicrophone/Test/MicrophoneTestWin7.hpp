@@ -82,6 +82,10 @@ public:
     kvo::ManagedThread* recordingThread() { return m_recordingThread.get(); }
     // Whether the capture is still filling the buffer.
     bool stillRecording();
+    // 0 when the last recording ran its length or was stopped; otherwise what
+    // cut it short (the endpoint gone, a device error). Valid once the user
+    // interface was told that the recording finished.
+    int lastRecordingError() const { return m_lastRecordingError.load(); }
 
     kvo::Array<audio::AudioDevicePtr>& micDevices() { return m_micDevices; }
     kvo::Array<audio::AudioDevicePtr>& playerDevices() { return m_playerDevices; }
@@ -113,6 +117,7 @@ private:
     libAudio::StaticPCMBuffer m_recordingBuffer;
     std::unique_ptr<kvo::ManagedThread> m_recordingThread;
     std::atomic<bool> m_stopRecording{false};
+    std::atomic<int> m_lastRecordingError{0};
     std::unique_ptr<kvo::ManagedThread> m_playbackThread;
     std::atomic<bool> m_stopPlayback{false};
     WaitHandler* m_waitHandler = nullptr;
