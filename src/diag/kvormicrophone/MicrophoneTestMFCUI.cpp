@@ -239,6 +239,10 @@ void MicrophoneTestMFCUI::reportInterruptedRecording(int error) {
     showMessage(text(events::MSG_TEST_NAME), text(event));
 }
 
+bool MicrophoneTestMFCUI::engineBusy() {
+    return m_engine != nullptr && (m_engine->stillRecording() || m_engine->isPlaying());
+}
+
 void MicrophoneTestMFCUI::logProgressBar(int stateTag, int positionTag, int doneTag) {
     if (!m_dialog->hasControl(IDC_PROGRESS)) {
         return;
@@ -257,6 +261,10 @@ void MicrophoneTestMFCUI::onMessage(unsigned message, std::uintptr_t wParam, std
             m_dialog->setProgress(IDC_PROGRESS, static_cast<int>(wParam));
             break;
         case WM_RECORDING_FINISHED: {
+            // From a recording that a newer one replaced: the newer one speaks for itself.
+            if (m_engine != nullptr && m_engine->stillRecording()) {
+                break;
+            }
             const int interruption = m_engine != nullptr ? m_engine->lastRecordingError() : 0;
             // A recording cut short keeps the bar where it stopped.
             if (interruption == 0) {
@@ -280,7 +288,9 @@ void MicrophoneTestMFCUI::onMessage(unsigned message, std::uintptr_t wParam, std
                 copy = m_microphones;
             }
             fillList(IDC_INPUT_LIST, copy);
-            updateButtonsFromResult();
+            if (!engineBusy()) {
+                updateButtonsFromResult();
+            }
             break;
         }
         case WM_SPEAKERS_CHANGED: {
@@ -290,10 +300,16 @@ void MicrophoneTestMFCUI::onMessage(unsigned message, std::uintptr_t wParam, std
                 copy = m_speakers;
             }
             fillList(IDC_OUTPUT_LIST, copy);
-            updateButtonsFromResult();
+            if (!engineBusy()) {
+                updateButtonsFromResult();
+            }
             break;
         }
         case WM_PLAYBACK_FINISHED:
+            // From a playback that a newer recording or playback replaced.
+            if (engineBusy()) {
+                break;
+            }
             logProgressBar(324, 325, 327);
             m_dialog->enable(IDC_PLAY, true);
             // Another recording may follow the playback.

@@ -57,6 +57,8 @@ private:
     void onPlay();
     void finish(vesk5::TestResult result);
     void logProgressBar(int stateTag, int positionTag, int doneTag);
+    // While the engine records or plays, the buttons stay as the start left them.
+    bool engineBusy();
     // Tells the user, with an event and a message, that a recording was cut short.
     void reportInterruptedRecording(int error);
     std::uint32_t selectedDevice(int listId) const;

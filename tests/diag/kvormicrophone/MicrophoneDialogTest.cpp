@@ -208,6 +208,50 @@ TEST(MicrophoneTestMFCUI, WithoutMicrophonesRecordAndPlayStayDisabled) {
     EXPECT_EQ(engine.result(), TestResult::USERABORTED());
 }
 
+TEST(MicrophoneTestMFCUI, AMicrophoneArrivingDuringARecordingOffersNothingUntilItEnds) {
+    // The headset microphone is plugged in 1.5 s into the three-second recording.
+    test::SimulatedPc pc("plug-in-during-run.json");
+    MicrophoneTestWin7 engine;
+    MicrophoneTestMFCUI ui(IDD_MICROPHONE, &engine);
+    engine.setUI(&ui);
+    engine.setRecordingDuration(kRecordingMs);
+    int recordings = 0;
+    int inputsDuringRecording = 0;
+    bool offeredDuringRecording = false;
+    std::optional<Buttons> afterRecording;
+    TestDialogService service([&](TestDialog& dialog) {
+        if (recordings == 0) {
+            if (dialog.isEnabled(IDC_RECORD)) {
+                dialog.press(IDC_RECORD);
+                recordings = 1;
+            }
+        } else if (engine.stillRecording()) {
+            inputsDuringRecording =
+                std::max(inputsDuringRecording, dialog.listCount(IDC_INPUT_LIST));
+            if (dialog.isEnabled(IDC_RECORD) || dialog.isEnabled(IDC_PLAY)) {
+                offeredDuringRecording = true;
+                // A person presses Record when it is offered; the recording it
+                // aborts must not speak for the new one when it ends.
+                if (dialog.isEnabled(IDC_RECORD) && recordings < 3) {
+                    dialog.press(IDC_RECORD);
+                    ++recordings;
+                }
+            }
+        } else if (dialog.isEnabled(IDC_PLAY)) {
+            afterRecording = mfcButtons(dialog);
+            dialog.press(IDC_CLOSE);
+        }
+    });
+    ui.doModal(service);
+    engine.setUI(nullptr);
+    ASSERT_FALSE(service.timedOut);
+    EXPECT_EQ(inputsDuringRecording, 2);
+    EXPECT_FALSE(offeredDuringRecording);
+    EXPECT_EQ(recordings, 1);
+    ASSERT_TRUE(afterRecording.has_value());
+    EXPECT_EQ(*afterRecording, (Buttons{true, true, false, true, true}));
+}
+
 TEST(MicrophoneTestMFCUI, AnUnpluggedMicrophoneEndsTheRecordingWithAMessageNotAFullBar) {
     // The microphone array goes 2.5 s into the three-second recording.
     test::SimulatedPc pc("unplug-during-run.json");

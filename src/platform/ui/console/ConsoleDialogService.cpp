@@ -8,15 +8,16 @@
 
 #include "platform/kvo/Clock.hpp"
 #include "platform/kvo/Console.hpp"
+#include "platform/kvo/RawKeyboard.hpp"
 #include "platform/kvo/System.hpp"
 #include "platform/ui/ModalDialog.hpp"
+#include "platform/vesk5/DiagModule.hpp"
 
 #ifdef _WIN32
 #include <conio.h>
 #include <io.h>
 #else
 #include <poll.h>
-#include <termios.h>
 #include <unistd.h>
 #endif
 
@@ -39,27 +40,6 @@ bool outputIsTerminal() {
 // Single keys without echo while a dialog is open; the terminal is put back afterwards.
 class KeyReader {
 public:
-    KeyReader() {
-#ifndef _WIN32
-        if (isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &saved_) == 0) {
-            termios raw = saved_;
-            raw.c_lflag &= static_cast<tcflag_t>(~(ICANON | ECHO));
-            raw.c_cc[VMIN] = 1;
-            raw.c_cc[VTIME] = 0;
-            restore_ = tcsetattr(STDIN_FILENO, TCSANOW, &raw) == 0;
-        }
-#endif
-    }
-    ~KeyReader() {
-#ifndef _WIN32
-        if (restore_) {
-            tcsetattr(STDIN_FILENO, TCSANOW, &saved_);
-        }
-#endif
-    }
-    KeyReader(const KeyReader&) = delete;
-    KeyReader& operator=(const KeyReader&) = delete;
-
     // A key, kNoKey when none came within `waitMs`, or kEndOfInput.
     int next(int waitMs) {
         if (ended_) {
@@ -98,11 +78,8 @@ public:
     }
 
 private:
+    kvo::RawKeyboard keyboard_;
     bool ended_ = false;
-#ifndef _WIN32
-    termios saved_{};
-    bool restore_ = false;
-#endif
 };
 
 char hotKey(ControlRole role) {
@@ -138,16 +115,24 @@ public:
                     << withoutCarriageReturns(text) << "\n[press Enter]" << std::endl;
         for (;;) {
             const int key = keys_.next(kKeyPollMs);
-            if (key == '\n' || key == '\r' || key == ' ' || key == kEndOfInput) {
+            if (key == '\n' || key == '\r' || key == ' ' || key == kEndOfInput ||
+                vesk5::DiagModule::checkForStop()) {
                 break;
             }
         }
-        drawnRevision_ = revision() + 1;  // the box is gone: draw the dialog again
+        drawnRevision_ = kNeverDrawn;  // the box is gone: draw the dialog again
         return MessageBoxResult::Ok;
     }
 
 protected:
     void idle(std::uint32_t maxWaitMs) override {
+        // Ctrl-C asks the test to stop: the dialog closes as its Close button would.
+        if (vesk5::DiagModule::checkForStop()) {
+            cancelByUser();
+            if (ended()) {
+                return;
+            }
+        }
         if (drawnRevision_ != revision()) {
             draw();
         }
@@ -240,7 +225,8 @@ private:
 
     bool terminal_;
     KeyReader keys_;
-    std::uint64_t drawnRevision_ = ~std::uint64_t{0};
+    static constexpr std::uint64_t kNeverDrawn = ~std::uint64_t{0};
+    std::uint64_t drawnRevision_ = kNeverDrawn;
 };
 
 }  // namespace

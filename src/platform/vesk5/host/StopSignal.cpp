@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "platform/kvo/RawKeyboard.hpp"
 #include "platform/vesk5/TestResult.hpp"
 
 #ifdef _WIN32
@@ -17,6 +18,7 @@ std::atomic<int> interruptions{0};
 
 void onInterrupt() {
     if (interruptions.fetch_add(1) >= 1) {
+        kvo::restoreKeyboard();
         std::_Exit(TestResult::USERABORTED().value());
     }
 }
