@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "LegacyWave.hpp"
+#include "SharedStreams.hpp"
 #include "platform/kvo/Resource.hpp"
 
 namespace audio {
@@ -170,6 +171,22 @@ std::uint32_t AudioSystem::endpoints(EDataFlow flow, std::uint32_t stateMask,
         }
     }
     return appended;
+}
+
+std::unique_ptr<AudioCaptureEx> AudioSystem::createAudioCaptureEx(_AUDCLNT_SHAREMODE shareMode) {
+    return makeCaptureEx(rawStreams(), shareMode);
+}
+
+std::unique_ptr<AudioRendererEx> AudioSystem::createAudioRendererEx(_AUDCLNT_SHAREMODE shareMode) {
+    return makeRendererEx(rawStreams(), shareMode);
+}
+
+std::unique_ptr<WaveIn> AudioSystem::createWaveIn() {
+    return makeWaveIn(rawStreams());
+}
+
+std::unique_ptr<WaveOut> AudioSystem::createWaveOut() {
+    return makeWaveOut(rawStreams());
 }
 
 std::unique_ptr<AudioCaptureLegacyWave> AudioSystem::createAudioCaptureLegacyWave() {

@@ -7,6 +7,7 @@
 #include "AudioDevice.hpp"
 #include "AudioStreams.hpp"
 #include "AudioTypes.hpp"
+#include "RawStream.hpp"
 #include "platform/kvo/Array.hpp"
 
 namespace audio {
@@ -23,7 +24,6 @@ public:
     virtual std::string backendName() const = 0;
     // One line for reports, e.g. "simulated PC \"Typical laptop\" (built-in), seed 1".
     virtual std::string description() const = 0;
-    virtual bool isSimulated() const { return false; }
 
     // Replaces `cards` by the system's sound cards and returns their count.
     virtual std::uint32_t soundCards(kvo::Array<SoundCardPtr>& cards) = 0;
@@ -34,16 +34,17 @@ public:
     // The default endpoint of a direction (console role); null when there is none.
     virtual AudioDevicePtr defaultEndpoint(EDataFlow flow) = 0;
 
+    // The capture, playback and wave-device objects of the layer, on this
+    // backend's raw streams; a backend overrides them only to do better.
     virtual std::unique_ptr<AudioCaptureEx> createAudioCaptureEx(
-        _AUDCLNT_SHAREMODE shareMode = AUDCLNT_SHAREMODE_SHARED) = 0;
+        _AUDCLNT_SHAREMODE shareMode = AUDCLNT_SHAREMODE_SHARED);
     virtual std::unique_ptr<AudioRendererEx> createAudioRendererEx(
-        _AUDCLNT_SHAREMODE shareMode = AUDCLNT_SHAREMODE_SHARED) = 0;
-    // Built on this system's WaveIn/WaveOut and the endpoint's wave device
-    // number; a backend overrides them only to do better.
+        _AUDCLNT_SHAREMODE shareMode = AUDCLNT_SHAREMODE_SHARED);
+    // On this system's WaveIn/WaveOut and the endpoint's wave device number.
     virtual std::unique_ptr<AudioCaptureLegacyWave> createAudioCaptureLegacyWave();
     virtual std::unique_ptr<AudioRendererLegacyWave> createAudioRendererLegacyWave();
-    virtual std::unique_ptr<WaveIn> createWaveIn() = 0;
-    virtual std::unique_ptr<WaveOut> createWaveOut() = 0;
+    virtual std::unique_ptr<WaveIn> createWaveIn();
+    virtual std::unique_ptr<WaveOut> createWaveOut();
 
     bool isIntegratedMicrophone(AudioDevice& device) {
         return audio::isIntegratedMicrophone(device);
@@ -62,12 +63,10 @@ public:
         return isVersionOrLater(osVersion(), major, minor, servicePackMajor);
     }
 
-    // A stop the audio system asks for on its own: a simulated machine's
-    // scheduled stop request. The host ORs it into its stop flag.
-    virtual bool stopRequested() { return false; }
-
 protected:
     static bool externalMicTestingAllowedBySettings();
+    // The backend's raw streams (RawStream.hpp) that the objects above run on.
+    virtual std::shared_ptr<RawStreamSource> rawStreams() = 0;
 };
 
 }  // namespace audio

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <nlohmann/json.hpp>
+
 #include <functional>
 #include <set>
 
@@ -55,9 +57,9 @@ std::string versionText(const OsVersion& version) {
 
 // The system the program runs on. A simulated PC is the Windows its machine
 // file names; elsewhere the version checks answer 10.0 whatever runs.
-std::string operatingSystemText(AudioSystem& system) {
+std::string operatingSystemText(AudioSystem& system, bool simulated) {
     const std::string windows = "Windows " + versionText(system.osVersion());
-    if (system.isSimulated()) {
+    if (simulated) {
         return windows + " (simulated)";
     }
 #ifdef _WIN32
@@ -225,11 +227,13 @@ std::vector<GainStage> findGainStages(AudioDevice& endpoint) {
     return stages;
 }
 
-json deviceReport(AudioSystem& system) {
+namespace {
+
+json deviceReport(AudioSystem& system, bool simulated) {
     json report{{"audioSystem", system.backendName()},
                 {"description", system.description()},
-                {"simulated", system.isSimulated()},
-                {"operatingSystem", operatingSystemText(system)},
+                {"simulated", simulated},
+                {"operatingSystem", operatingSystemText(system, simulated)},
                 {"windowsVersion", versionText(system.osVersion())},
                 {"allowExternalMicTesting", system.allowExternalMicTesting()}};
     for (const auto& [key, flow] :
@@ -258,11 +262,7 @@ json deviceReport(AudioSystem& system) {
     return report;
 }
 
-std::string deviceReportText(AudioSystem& system) {
-    return deviceReportText(deviceReport(system));
-}
-
-std::string deviceReportText(const json& report) {
+std::string reportText(const json& report) {
     std::string text;
     const auto line = [&text](int indent, const std::string& content) {
         text += std::string(static_cast<std::size_t>(indent) * 2, ' ') + content + "\n";
@@ -323,6 +323,16 @@ std::string deviceReportText(const json& report) {
         }
     }
     return text;
+}
+
+}  // namespace
+
+std::string deviceReportJson(AudioSystem& system, bool simulated) {
+    return deviceReport(system, simulated).dump(2);
+}
+
+std::string deviceReportText(AudioSystem& system, bool simulated) {
+    return reportText(deviceReport(system, simulated));
 }
 
 }  // namespace audio

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
-
 #include <string>
 #include <vector>
 
@@ -26,10 +24,10 @@ struct GainStage {
 // outgoing parts, and lists every part that has a volume level, in walk order.
 std::vector<GainStage> findGainStages(AudioDevice& endpoint);
 
-// The listing as a JSON document (docs/audio-layer.md shows its fields).
-nlohmann::json deviceReport(AudioSystem& system);
+// The listing as a JSON document indented by 2 (docs/audio-layer.md shows its
+// fields); `simulated` says whether the system's devices are simulated.
+std::string deviceReportJson(AudioSystem& system, bool simulated);
 // The same listing as text for a terminal.
-std::string deviceReportText(AudioSystem& system);
-std::string deviceReportText(const nlohmann::json& report);
+std::string deviceReportText(AudioSystem& system, bool simulated);
 
 }  // namespace audio

@@ -157,12 +157,14 @@ private:
 
 std::unique_ptr<AudioCaptureEx> makeCaptureEx(std::shared_ptr<RawStreamSource> source,
                                               _AUDCLNT_SHAREMODE shareMode) {
-    return std::make_unique<EndpointCapture>(std::move(source), shareMode);
+    const _AUDCLNT_SHAREMODE mode = source->hasExclusiveMode() ? shareMode : AUDCLNT_SHAREMODE_SHARED;
+    return std::make_unique<EndpointCapture>(std::move(source), mode);
 }
 
 std::unique_ptr<AudioRendererEx> makeRendererEx(std::shared_ptr<RawStreamSource> source,
                                                 _AUDCLNT_SHAREMODE shareMode) {
-    return std::make_unique<EndpointRenderer>(std::move(source), shareMode);
+    const _AUDCLNT_SHAREMODE mode = source->hasExclusiveMode() ? shareMode : AUDCLNT_SHAREMODE_SHARED;
+    return std::make_unique<EndpointRenderer>(std::move(source), mode);
 }
 
 }  // namespace audio

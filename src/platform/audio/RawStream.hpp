@@ -79,6 +79,8 @@ public:
     virtual ~RawStreamSource() = default;
     // Names the stream threads ("sim capture", "pulse playback").
     virtual std::string name() const = 0;
+    // False for a backend without exclusive mode: its stream objects are all shared.
+    virtual bool hasExclusiveMode() const { return true; }
     // The device of `endpoint` when it is an endpoint of this system.
     virtual std::shared_ptr<RawDevice> device(const AudioDevice& endpoint) = 0;
     // Wave device `deviceId` of a direction, WAVE_MAPPER_ID for the default one.

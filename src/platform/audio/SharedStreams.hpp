@@ -11,8 +11,8 @@
 
 namespace audio {
 
-// `shareMode` is what the objects report and ask the endpoint's formats in; a
-// backend without an exclusive mode passes AUDCLNT_SHAREMODE_SHARED.
+// `shareMode` is what the objects report and ask the endpoint's formats in;
+// always shared for a source without exclusive mode.
 std::unique_ptr<AudioCaptureEx> makeCaptureEx(std::shared_ptr<RawStreamSource> source,
                                               _AUDCLNT_SHAREMODE shareMode);
 std::unique_ptr<AudioRendererEx> makeRendererEx(std::shared_ptr<RawStreamSource> source,

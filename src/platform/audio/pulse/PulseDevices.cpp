@@ -174,12 +174,6 @@ std::string cardNameOf(PulseServer& server, const DeviceInfo& device) {
     return "";
 }
 
-bool sameFormat(const WAVEFORMATEX& a, const WAVEFORMATEX& b) {
-    return a.wFormatTag == b.wFormatTag && a.nChannels == b.nChannels &&
-           a.nSamplesPerSec == b.nSamplesPerSec && a.wBitsPerSample == b.wBitsPerSample &&
-           a.nBlockAlign == b.nBlockAlign && a.nAvgBytesPerSec == b.nAvgBytesPerSec;
-}
-
 // ---------------------------------------------------------------------------
 
 class PulseVolume final : public VolumeControllerInterface {
@@ -408,11 +402,11 @@ std::vector<WAVEFORMATEX> sharedFormatsOf(const DeviceInfo& device) {
 
 PulseEndpoint::PulseEndpoint(std::shared_ptr<PulseServer> server, const DeviceInfo& device,
                              std::string cardName)
-    : server_(std::move(server)),
+    : EndpointBase(endpointState(device)),
+      server_(std::move(server)),
       flow_(device.flow),
       name_(device.name),
-      id_(endpointId(device)),
-      state_(endpointState(device)) {
+      id_(endpointId(device)) {
     property_.description = device.description;
     for (const PortInfo& port : device.ports) {
         if (port.name == device.activePort && !port.description.empty()) {
@@ -427,13 +421,9 @@ PulseEndpoint::PulseEndpoint(std::shared_ptr<PulseServer> server, const DeviceIn
     property_.formFactor = formFactorOf(device);
 }
 
-bool PulseEndpoint::refresh() {
+std::optional<std::uint32_t> PulseEndpoint::currentState() const {
     const auto device = server_->device(flow_, name_);
-    if (!device) {
-        return false;
-    }
-    state_ = endpointState(*device);
-    return true;
+    return device ? std::optional<std::uint32_t>(endpointState(*device)) : std::nullopt;
 }
 
 bool PulseEndpoint::isDefaultEndpoint() {
@@ -441,36 +431,10 @@ bool PulseEndpoint::isDefaultEndpoint() {
     return info && (flow_ == eRender ? info->defaultSink : info->defaultSource) == name_;
 }
 
-std::uint32_t PulseEndpoint::compatibleFormats(kvo::Array<tWAVEFORMATEX>& formats,
-                                               _AUDCLNT_SHAREMODE shareMode) {
-    formats.clear();
-    // The server mixes every stream: there is no exclusive mode to offer.
-    if (shareMode == AUDCLNT_SHAREMODE_EXCLUSIVE) {
-        return 0;
-    }
-    const auto device = server_->device(flow_, name_);
-    if (!device || endpointState(*device) != DEVICE_STATE_ACTIVE) {
-        return 0;
-    }
-    for (const WAVEFORMATEX& format : sharedFormatsOf(*device)) {
-        formats.append(format);
-    }
-    return formats.size();
-}
-
-HResult PulseEndpoint::isFormatSupported(const WAVEFORMATEX& format, _AUDCLNT_SHAREMODE shareMode) {
-    const auto device = server_->device(flow_, name_);
-    if (!device || endpointState(*device) != DEVICE_STATE_ACTIVE) {
-        return kDeviceInvalidated;
-    }
-    if (shareMode == AUDCLNT_SHAREMODE_EXCLUSIVE) {
-        return kUnsupportedFormat;
-    }
-    const std::vector<WAVEFORMATEX> formats = sharedFormatsOf(*device);
-    return std::any_of(formats.begin(), formats.end(),
-                       [&](const WAVEFORMATEX& offered) { return sameFormat(offered, format); })
-               ? kOk
-               : kUnsupportedFormat;
+std::vector<WAVEFORMATEX> PulseEndpoint::offeredFormats(_AUDCLNT_SHAREMODE shareMode) const {
+    const auto device =
+        shareMode == AUDCLNT_SHAREMODE_SHARED ? server_->device(flow_, name_) : std::nullopt;
+    return device ? sharedFormatsOf(*device) : std::vector<WAVEFORMATEX>{};
 }
 
 std::shared_ptr<VolumeControllerInterface> PulseEndpoint::volumeControl() {
@@ -510,7 +474,8 @@ bool PulseEndpoint::waveLegacyDeviceID(std::uint32_t& deviceId) {
 
 PulseSoundCard::PulseSoundCard(std::shared_ptr<PulseServer> server, std::string id,
                                std::string name, std::string driver, std::string driverVersion)
-    : server_(std::move(server)),
+    : ObservedSoundCard(server->observers()),
+      server_(std::move(server)),
       id_(std::move(id)),
       name_(std::move(name)),
       driver_(std::move(driver)),
@@ -532,18 +497,6 @@ std::uint32_t PulseSoundCard::endpoints(EDataFlow flow, std::uint32_t stateMask,
         }
     }
     return appended;
-}
-
-bool PulseSoundCard::registerRecordObserver(std::shared_ptr<SoundCardObserver> observer) {
-    return server_->addObserver(id_, eCapture, std::move(observer));
-}
-
-bool PulseSoundCard::registerPlaybackObserver(std::shared_ptr<SoundCardObserver> observer) {
-    return server_->addObserver(id_, eRender, std::move(observer));
-}
-
-bool PulseSoundCard::unregisterObserver(const std::shared_ptr<SoundCardObserver>& observer) {
-    return server_->removeObserver(id_, observer);
 }
 
 std::vector<SoundCardPtr> soundCardsOf(const std::shared_ptr<PulseServer>& server) {

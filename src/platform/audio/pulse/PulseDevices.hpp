@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "PulseServer.hpp"
-#include "platform/audio/AudioDevice.hpp"
+#include "platform/audio/EndpointBase.hpp"
 
 // Sound cards, endpoints and volume controls of a PulseAudio server. An
 // endpoint names its sink or source and asks the server on every call, so it
@@ -42,7 +42,7 @@ pa_volume_t volumeForDecibels(const DeviceInfo& device, float levelDb);
 
 // ---------------------------------------------------------------------------
 
-class PulseEndpoint final : public AudioDevice {
+class PulseEndpoint final : public EndpointBase {
 public:
     PulseEndpoint(std::shared_ptr<PulseServer> server, const DeviceInfo& device,
                   std::string cardName);
@@ -53,12 +53,7 @@ public:
     const std::string& id() const override { return id_; }
     EDataFlow dataFlow() const override { return flow_; }
     DeviceProperty deviceProperty() const override { return property_; }
-    std::uint32_t state() const override { return state_; }
-    bool refresh() override;
     bool isDefaultEndpoint() override;
-    std::uint32_t compatibleFormats(kvo::Array<tWAVEFORMATEX>& formats,
-                                    _AUDCLNT_SHAREMODE shareMode) override;
-    HResult isFormatSupported(const WAVEFORMATEX& format, _AUDCLNT_SHAREMODE shareMode) override;
     std::shared_ptr<VolumeControllerInterface> volumeControl() override;
     std::uint32_t jackInfo(kvo::Array<KSJACK_DESCRIPTION>& jacks) override;
     // The server keeps no topology: the ALSA gain controls behind a source are
@@ -67,15 +62,18 @@ public:
     bool waveLegacyDeviceID(std::uint32_t& deviceId) override;
 
 private:
+    std::optional<std::uint32_t> currentState() const override;
+    // Shared mode only: the server mixes every stream.
+    std::vector<WAVEFORMATEX> offeredFormats(_AUDCLNT_SHAREMODE shareMode) const override;
+
     std::shared_ptr<PulseServer> server_;
     EDataFlow flow_;
     std::string name_;
     std::string id_;
     DeviceProperty property_;
-    std::uint32_t state_;
 };
 
-class PulseSoundCard final : public SoundCard {
+class PulseSoundCard final : public ObservedSoundCard {
 public:
     PulseSoundCard(std::shared_ptr<PulseServer> server, std::string id, std::string name,
                    std::string driver, std::string driverVersion);
@@ -86,9 +84,6 @@ public:
     const std::string& driverVersion() const override { return driverVersion_; }
     std::uint32_t endpoints(EDataFlow flow, std::uint32_t stateMask,
                             kvo::Array<AudioDevicePtr>& list) override;
-    bool registerRecordObserver(std::shared_ptr<SoundCardObserver> observer) override;
-    bool registerPlaybackObserver(std::shared_ptr<SoundCardObserver> observer) override;
-    bool unregisterObserver(const std::shared_ptr<SoundCardObserver>& observer) override;
 
 private:
     std::shared_ptr<PulseServer> server_;

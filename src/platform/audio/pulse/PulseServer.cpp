@@ -396,29 +396,6 @@ void PulseServer::onSubscription(pa_context*, pa_subscription_event_type_t type,
     server->eventReady_.notify_one();
 }
 
-bool PulseServer::addObserver(const std::string& cardId, EDataFlow flow,
-                              std::shared_ptr<SoundCardObserver> observer) {
-    if (!observer) {
-        return false;
-    }
-    std::lock_guard lock(observerMutex_);
-    for (const Observer& known : observers_) {
-        if (known.cardId == cardId && known.flow == flow && known.observer == observer) {
-            return false;
-        }
-    }
-    observers_.push_back({cardId, flow, std::move(observer)});
-    return true;
-}
-
-bool PulseServer::removeObserver(const std::string& cardId,
-                                 const std::shared_ptr<SoundCardObserver>& observer) {
-    std::lock_guard lock(observerMutex_);
-    return std::erase_if(observers_, [&](const Observer& known) {
-               return known.cardId == cardId && known.observer == observer;
-           }) > 0;
-}
-
 namespace {
 
 std::string signatureOf(const DeviceInfo& device) {
@@ -508,16 +485,7 @@ void PulseServer::dispatch(const Event& event) {
     if (!call) {
         return;
     }
-    std::vector<std::shared_ptr<SoundCardObserver>> targets;
-    {
-        std::lock_guard lock(observerMutex_);
-        for (const Observer& observer : observers_) {
-            if (observer.cardId == cardId && observer.flow == flow) {
-                targets.push_back(observer.observer);
-            }
-        }
-    }
-    for (const auto& target : targets) {
+    for (const auto& target : observers_->observersOf(cardId, flow)) {
         call(*target);
     }
 }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/audio/AudioDevice.hpp"
+#include "platform/audio/ObserverRegistry.hpp"
 #include "platform/kvo/Exception.hpp"
 
 // The connection to a PulseAudio (or PipeWire) server: a threaded main loop
@@ -113,12 +114,9 @@ public:
     // did not complete because the connection went away.
     bool waitLocked(pa_operation* operation);
 
-    // Observers of one card's endpoints of one direction; called on the
-    // notification thread, never with the main loop locked.
-    bool addObserver(const std::string& cardId, EDataFlow flow,
-                     std::shared_ptr<SoundCardObserver> observer);
-    bool removeObserver(const std::string& cardId,
-                        const std::shared_ptr<SoundCardObserver>& observer);
+    // Observers of the cards' endpoints; called on the notification thread,
+    // never with the main loop locked.
+    const std::shared_ptr<ObserverRegistry>& observers() const { return observers_; }
 
     // Which card an endpoint belongs to: the card of the device, or the
     // group of its owner module for card-less devices.
@@ -157,13 +155,7 @@ private:
     bool stopping_ = false;
     std::thread notifier_;
 
-    struct Observer {
-        std::string cardId;
-        EDataFlow flow;
-        std::shared_ptr<SoundCardObserver> observer;
-    };
-    std::mutex observerMutex_;
-    std::vector<Observer> observers_;
+    std::shared_ptr<ObserverRegistry> observers_ = std::make_shared<ObserverRegistry>();
     std::map<std::pair<int, std::uint32_t>, Known> known_;  // (flow, index), notifier only
 };
 

@@ -275,6 +275,7 @@ public:
     explicit PulseStreamSource(std::shared_ptr<PulseServer> server) : server_(std::move(server)) {}
 
     std::string name() const override { return "pulse"; }
+    bool hasExclusiveMode() const override { return false; }
     std::shared_ptr<RawDevice> device(const AudioDevice& endpoint) override {
         const auto* pulse = dynamic_cast<const PulseEndpoint*>(&endpoint);
         if (pulse == nullptr || pulse->server() != server_) {

@@ -3,10 +3,29 @@
 #include <fmt/format.h>
 
 #include "PulseDevices.hpp"
+#include "PulseServer.hpp"
 #include "PulseStreams.hpp"
-#include "platform/audio/SharedStreams.hpp"
 
 namespace audio::pulse {
+namespace {
+
+class PulseSystem final : public AudioSystem {
+public:
+    explicit PulseSystem(std::shared_ptr<PulseServer> server);
+
+    std::string backendName() const override { return "pulse"; }
+    std::string description() const override { return description_; }
+    std::uint32_t soundCards(kvo::Array<SoundCardPtr>& cards) override;
+    AudioDevicePtr defaultEndpoint(EDataFlow flow) override;
+    OsVersion osVersion() const override { return OsVersion{}; }
+
+private:
+    std::shared_ptr<RawStreamSource> rawStreams() override { return streams_; }
+
+    std::shared_ptr<PulseServer> server_;
+    std::shared_ptr<RawStreamSource> streams_;
+    std::string description_;
+};
 
 PulseSystem::PulseSystem(std::shared_ptr<PulseServer> server)
     : server_(std::move(server)), streams_(makeStreamSource(server_)) {
@@ -38,23 +57,9 @@ AudioDevicePtr PulseSystem::defaultEndpoint(EDataFlow flow) {
     return makeEndpoint(server_, *device);
 }
 
-std::unique_ptr<AudioCaptureEx> PulseSystem::createAudioCaptureEx(_AUDCLNT_SHAREMODE) {
-    return makeCaptureEx(streams_, AUDCLNT_SHAREMODE_SHARED);
-}
+}  // namespace
 
-std::unique_ptr<AudioRendererEx> PulseSystem::createAudioRendererEx(_AUDCLNT_SHAREMODE) {
-    return makeRendererEx(streams_, AUDCLNT_SHAREMODE_SHARED);
-}
-
-std::unique_ptr<WaveIn> PulseSystem::createWaveIn() {
-    return makeWaveIn(streams_);
-}
-
-std::unique_ptr<WaveOut> PulseSystem::createWaveOut() {
-    return makeWaveOut(streams_);
-}
-
-std::unique_ptr<PulseSystem> createPulseSystem() {
+std::unique_ptr<AudioSystem> createPulseSystem() {
     return std::make_unique<PulseSystem>(PulseServer::connect("kvormicrophone"));
 }
 

@@ -319,18 +319,8 @@ private:
 
 }  // namespace
 
-bool containsFormat(const std::vector<WAVEFORMATEX>& formats, const WAVEFORMATEX& format) {
-    return std::any_of(formats.begin(), formats.end(), [&](const WAVEFORMATEX& offered) {
-        return offered.wFormatTag == format.wFormatTag && offered.nChannels == format.nChannels &&
-               offered.nSamplesPerSec == format.nSamplesPerSec &&
-               offered.wBitsPerSample == format.wBitsPerSample &&
-               offered.nBlockAlign == format.nBlockAlign &&
-               offered.nAvgBytesPerSec == format.nAvgBytesPerSec;
-    });
-}
-
 SimEndpoint::SimEndpoint(std::shared_ptr<World> world, std::size_t index)
-    : world_(std::move(world)), index_(index), state_(world_->state(index)) {}
+    : EndpointBase(world->state(index)), world_(std::move(world)), index_(index) {}
 
 const std::string& SimEndpoint::id() const {
     return world_->machine().endpoints[index_].id;
@@ -347,41 +337,18 @@ DeviceProperty SimEndpoint::deviceProperty() const {
                           config.formFactor};
 }
 
-bool SimEndpoint::refresh() {
-    state_ = world_->state(index_);
-    return true;
+std::optional<std::uint32_t> SimEndpoint::currentState() const {
+    return world_->state(index_);
 }
 
 bool SimEndpoint::isDefaultEndpoint() {
     return world_->defaultEndpoint(dataFlow()) == index_;
 }
 
-std::uint32_t SimEndpoint::compatibleFormats(kvo::Array<tWAVEFORMATEX>& formats,
-                                             _AUDCLNT_SHAREMODE shareMode) {
-    formats.clear();
-    // An audio client can be created on active endpoints only.
-    if (!world_->isActive(index_)) {
-        return 0;
-    }
+std::vector<WAVEFORMATEX> SimEndpoint::offeredFormats(_AUDCLNT_SHAREMODE shareMode) const {
     const EndpointConfig& config = world_->machine().endpoints[index_];
-    for (const WAVEFORMATEX& format : shareMode == AUDCLNT_SHAREMODE_EXCLUSIVE
-                                          ? config.exclusiveFormats
-                                          : config.sharedFormats) {
-        formats.append(format);
-    }
-    return formats.size();
-}
-
-HResult SimEndpoint::isFormatSupported(const WAVEFORMATEX& format, _AUDCLNT_SHAREMODE shareMode) {
-    if (!world_->isActive(index_)) {
-        return kDeviceInvalidated;
-    }
-    const EndpointConfig& config = world_->machine().endpoints[index_];
-    return containsFormat(shareMode == AUDCLNT_SHAREMODE_EXCLUSIVE ? config.exclusiveFormats
-                                                                   : config.sharedFormats,
-                          format)
-               ? kOk
-               : kUnsupportedFormat;
+    return shareMode == AUDCLNT_SHAREMODE_EXCLUSIVE ? config.exclusiveFormats
+                                                    : config.sharedFormats;
 }
 
 std::shared_ptr<VolumeControllerInterface> SimEndpoint::volumeControl() {
@@ -420,7 +387,7 @@ bool SimEndpoint::waveLegacyDeviceID(std::uint32_t& deviceId) {
 }
 
 SimSoundCard::SimSoundCard(std::shared_ptr<World> world, std::size_t index)
-    : world_(std::move(world)), index_(index) {}
+    : ObservedSoundCard(world->observers()), world_(std::move(world)), index_(index) {}
 
 const std::string& SimSoundCard::id() const {
     return world_->machine().soundCards[index_].id;
@@ -451,18 +418,6 @@ std::uint32_t SimSoundCard::endpoints(EDataFlow flow, std::uint32_t stateMask,
         ++appended;
     }
     return appended;
-}
-
-bool SimSoundCard::registerRecordObserver(std::shared_ptr<SoundCardObserver> observer) {
-    return world_->addObserver(index_, eCapture, std::move(observer));
-}
-
-bool SimSoundCard::registerPlaybackObserver(std::shared_ptr<SoundCardObserver> observer) {
-    return world_->addObserver(index_, eRender, std::move(observer));
-}
-
-bool SimSoundCard::unregisterObserver(const std::shared_ptr<SoundCardObserver>& observer) {
-    return world_->removeObserver(index_, observer);
 }
 
 }  // namespace audio::sim

@@ -5,7 +5,6 @@
 #include "SimDevices.hpp"
 #include "SimStreams.hpp"
 #include "World.hpp"
-#include "platform/audio/SharedStreams.hpp"
 
 namespace audio::sim {
 
@@ -36,24 +35,6 @@ std::uint32_t SimulatedSystem::soundCards(kvo::Array<SoundCardPtr>& cards) {
 AudioDevicePtr SimulatedSystem::defaultEndpoint(EDataFlow flow) {
     const std::optional<std::size_t> endpoint = world_->defaultEndpoint(flow);
     return endpoint ? std::make_shared<SimEndpoint>(world_, *endpoint) : nullptr;
-}
-
-std::unique_ptr<AudioCaptureEx> SimulatedSystem::createAudioCaptureEx(
-    _AUDCLNT_SHAREMODE shareMode) {
-    return makeCaptureEx(streams_, shareMode);
-}
-
-std::unique_ptr<AudioRendererEx> SimulatedSystem::createAudioRendererEx(
-    _AUDCLNT_SHAREMODE shareMode) {
-    return makeRendererEx(streams_, shareMode);
-}
-
-std::unique_ptr<WaveIn> SimulatedSystem::createWaveIn() {
-    return makeWaveIn(streams_);
-}
-
-std::unique_ptr<WaveOut> SimulatedSystem::createWaveOut() {
-    return makeWaveOut(streams_);
 }
 
 bool SimulatedSystem::allowExternalMicTesting() const {

@@ -26,22 +26,17 @@ public:
 
     std::string backendName() const override { return "sim"; }
     std::string description() const override;
-    bool isSimulated() const override { return true; }
     std::uint32_t soundCards(kvo::Array<SoundCardPtr>& cards) override;
     AudioDevicePtr defaultEndpoint(EDataFlow flow) override;
-    std::unique_ptr<AudioCaptureEx> createAudioCaptureEx(
-        _AUDCLNT_SHAREMODE shareMode = AUDCLNT_SHAREMODE_SHARED) override;
-    std::unique_ptr<AudioRendererEx> createAudioRendererEx(
-        _AUDCLNT_SHAREMODE shareMode = AUDCLNT_SHAREMODE_SHARED) override;
-    std::unique_ptr<WaveIn> createWaveIn() override;
-    std::unique_ptr<WaveOut> createWaveOut() override;
     bool allowExternalMicTesting() const override;
     OsVersion osVersion() const override;
     // True from the machine's stopRequestAtMs on.
-    bool stopRequested() override;
+    bool stopRequested();
     std::optional<std::uint64_t> stopRequestAtMs() const;
 
 private:
+    std::shared_ptr<RawStreamSource> rawStreams() override { return streams_; }
+
     std::shared_ptr<World> world_;
     std::shared_ptr<RawStreamSource> streams_;
 };

@@ -154,7 +154,10 @@ double CaptureSignal::noise() {
     return sum * 1.7320508075688772;  // sqrt(3): four uniforms have variance 1/3
 }
 
-World::World(Machine machine) : machine_(std::move(machine)), originUs_(clockUs()) {
+World::World(Machine machine)
+    : machine_(std::move(machine)),
+      originUs_(clockUs()),
+      observers_(std::make_shared<ObserverRegistry>([this] { startNotifier(); })) {
     for (std::size_t e = 0; e < machine_.endpoints.size(); ++e) {
         const EndpointConfig& endpoint = machine_.endpoints[e];
         for (std::size_t c = 0; c < machine_.soundCards.size(); ++c) {
@@ -551,18 +554,8 @@ void World::capture(CaptureSignal& signal, std::int64_t startUs, std::int64_t fi
     }
 }
 
-bool World::addObserver(std::size_t card, EDataFlow flow,
-                        std::shared_ptr<SoundCardObserver> observer) {
-    if (!observer) {
-        return false;
-    }
+void World::startNotifier() {
     std::lock_guard lock(mutex_);
-    for (const Observer& known : observers_) {
-        if (known.card == card && known.flow == flow && known.observer == observer) {
-            return false;
-        }
-    }
-    observers_.push_back({card, flow, std::move(observer)});
     // The notification thread runs only while someone listens and a change is ahead.
     const std::int64_t now = nowUs();
     const bool changeAhead = std::any_of(events_.begin(), events_.end(),
@@ -572,15 +565,6 @@ bool World::addObserver(std::size_t card, EDataFlow flow,
             std::make_unique<kvo::ManagedThread>("sim notifications", [this] { return notify(); });
         notifier_->start();
     }
-    return true;
-}
-
-bool World::removeObserver(std::size_t card, const std::shared_ptr<SoundCardObserver>& observer) {
-    std::lock_guard lock(mutex_);
-    const auto removed = std::erase_if(observers_, [&](const Observer& known) {
-        return known.card == card && known.observer == observer;
-    });
-    return removed > 0;
 }
 
 int World::notify() {
@@ -598,19 +582,10 @@ int World::notify() {
             continue;
         }
         ++next;
-        std::vector<std::shared_ptr<SoundCardObserver>> listeners;
-        {
-            std::lock_guard lock(mutex_);
-            for (const Observer& observer : observers_) {
-                if (observer.card == cardOfEndpoint_[event.endpoint] &&
-                    observer.flow == machine_.endpoints[event.endpoint].flow) {
-                    listeners.push_back(observer.observer);
-                }
-            }
-        }
-        for (const std::shared_ptr<SoundCardObserver>& listener : listeners) {
-            listener->onEndpointDeviceStateChanged(machine_.endpoints[event.endpoint].id,
-                                                   event.state);
+        const EndpointConfig& endpoint = machine_.endpoints[event.endpoint];
+        for (const std::shared_ptr<SoundCardObserver>& listener : observers_->observersOf(
+                 machine_.soundCards[cardOfEndpoint_[event.endpoint]].id, endpoint.flow)) {
+            listener->onEndpointDeviceStateChanged(endpoint.id, event.state);
         }
     }
     return 0;

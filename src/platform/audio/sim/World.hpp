@@ -10,6 +10,7 @@
 
 #include "Machine.hpp"
 #include "platform/audio/AudioDevice.hpp"
+#include "platform/audio/ObserverRegistry.hpp"
 #include "platform/audio/WaveFormat.hpp"
 #include "platform/kvo/ManagedThread.hpp"
 
@@ -140,8 +141,8 @@ public:
     void capture(CaptureSignal& signal, std::int64_t startUs, std::int64_t firstFrame,
                  std::int64_t endFrame, unsigned char* out);
 
-    bool addObserver(std::size_t card, EDataFlow flow, std::shared_ptr<SoundCardObserver> observer);
-    bool removeObserver(std::size_t card, const std::shared_ptr<SoundCardObserver>& observer);
+    // The observers of the machine's cards, told of scheduled state changes.
+    const std::shared_ptr<ObserverRegistry>& observers() const { return observers_; }
 
 private:
     struct Controls {
@@ -153,11 +154,6 @@ private:
         std::uint32_t interruptions = 0;
         std::uint64_t captures = 0;
     };
-    struct Observer {
-        std::size_t card;
-        EDataFlow flow;
-        std::shared_ptr<SoundCardObserver> observer;
-    };
     struct StateEvent {
         std::int64_t us;
         std::size_t endpoint;
@@ -166,6 +162,7 @@ private:
 
     double channelDbLocked(std::size_t endpoint, std::uint32_t channel) const;
     double stagesDbLocked(std::size_t endpoint, std::uint32_t channel) const;
+    void startNotifier();
     int notify();
 
     const Machine machine_;
@@ -176,7 +173,7 @@ private:
     std::mutex mutex_;
     std::vector<Controls> controls_;
     std::vector<std::shared_ptr<RenderSession>> sessions_;
-    std::vector<Observer> observers_;
+    std::shared_ptr<ObserverRegistry> observers_;
     std::atomic<bool> stopping_{false};
     std::unique_ptr<kvo::ManagedThread> notifier_;
 };

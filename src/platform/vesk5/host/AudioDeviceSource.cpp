@@ -48,8 +48,8 @@ public:
     bool stopRequested() override { return session_->stopRequested(); }
 
     std::string describeDevices(bool json) override {
-        return json ? audio::deviceReport(system_).dump(2) + "\n"
-                    : audio::deviceReportText(system_);
+        return json ? audio::deviceReportJson(system_, backend_.simulated) + "\n"
+                    : audio::deviceReportText(system_, backend_.simulated);
     }
 
 private:

@@ -127,7 +127,7 @@ protected:
     }
 
     static PulseTestServer* server_;
-    std::unique_ptr<PulseSystem> system_;
+    std::unique_ptr<AudioSystem> system_;
     AudioDevicePtr speaker_;
     AudioDevicePtr microphone_;
 };
