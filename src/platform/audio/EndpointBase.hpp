@@ -17,6 +17,11 @@ public:
     std::uint32_t compatibleFormats(kvo::Array<tWAVEFORMATEX>& formats,
                                     _AUDCLNT_SHAREMODE shareMode) final;
     HResult isFormatSupported(const WAVEFORMATEX& format, _AUDCLNT_SHAREMODE shareMode) final;
+    // None, unless the backend has a topology to walk.
+    std::uint32_t connector(kvo::Array<AudioComponent<IConnector>>& connectors) override {
+        connectors.clear();
+        return 0;
+    }
 
 protected:
     explicit EndpointBase(std::uint32_t state) : state_(state) {}

@@ -157,13 +157,15 @@ private:
 
 std::unique_ptr<AudioCaptureEx> makeCaptureEx(std::shared_ptr<RawStreamSource> source,
                                               _AUDCLNT_SHAREMODE shareMode) {
-    const _AUDCLNT_SHAREMODE mode = source->hasExclusiveMode() ? shareMode : AUDCLNT_SHAREMODE_SHARED;
+    const _AUDCLNT_SHAREMODE mode =
+        source->hasExclusiveMode() ? shareMode : AUDCLNT_SHAREMODE_SHARED;
     return std::make_unique<EndpointCapture>(std::move(source), mode);
 }
 
 std::unique_ptr<AudioRendererEx> makeRendererEx(std::shared_ptr<RawStreamSource> source,
                                                 _AUDCLNT_SHAREMODE shareMode) {
-    const _AUDCLNT_SHAREMODE mode = source->hasExclusiveMode() ? shareMode : AUDCLNT_SHAREMODE_SHARED;
+    const _AUDCLNT_SHAREMODE mode =
+        source->hasExclusiveMode() ? shareMode : AUDCLNT_SHAREMODE_SHARED;
     return std::make_unique<EndpointRenderer>(std::move(source), mode);
 }
 

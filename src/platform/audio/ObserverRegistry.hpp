@@ -22,7 +22,8 @@ public:
         : registered_(std::move(registered)) {}
 
     // False for a null observer or one already registered for that card and direction.
-    bool add(const std::string& cardId, EDataFlow flow, std::shared_ptr<SoundCardObserver> observer);
+    bool add(const std::string& cardId, EDataFlow flow,
+             std::shared_ptr<SoundCardObserver> observer);
     // Removes it from both directions of the card; false when it was not registered.
     bool remove(const std::string& cardId, const std::shared_ptr<SoundCardObserver>& observer);
     // Whom to tell of a change of an endpoint of that card and direction. Call

@@ -454,11 +454,6 @@ std::uint32_t PulseEndpoint::jackInfo(kvo::Array<KSJACK_DESCRIPTION>& jacks) {
     return jacks.size();
 }
 
-std::uint32_t PulseEndpoint::connector(kvo::Array<AudioComponent<IConnector>>& connectors) {
-    connectors.clear();
-    return 0;
-}
-
 bool PulseEndpoint::waveLegacyDeviceID(std::uint32_t& deviceId) {
     const std::vector<DeviceInfo> devices = waveDevices(*server_, flow_);
     for (std::uint32_t i = 0; i < devices.size(); ++i) {

@@ -55,10 +55,9 @@ public:
     DeviceProperty deviceProperty() const override { return property_; }
     bool isDefaultEndpoint() override;
     std::shared_ptr<VolumeControllerInterface> volumeControl() override;
+    // No connector(): the server keeps no topology, the ALSA gain controls
+    // behind a source are already part of its volume.
     std::uint32_t jackInfo(kvo::Array<KSJACK_DESCRIPTION>& jacks) override;
-    // The server keeps no topology: the ALSA gain controls behind a source are
-    // already part of its volume, so there is no connector to walk.
-    std::uint32_t connector(kvo::Array<AudioComponent<IConnector>>& connectors) override;
     bool waveLegacyDeviceID(std::uint32_t& deviceId) override;
 
 private:

@@ -9,6 +9,19 @@
 namespace audio::sim {
 namespace {
 
+// Finds the sim device of an endpoint or a wave device number.
+class SimStreamSource final : public RawStreamSource {
+public:
+    explicit SimStreamSource(std::shared_ptr<World> world) : world_(std::move(world)) {}
+
+    std::string name() const override { return "sim"; }
+    std::shared_ptr<RawDevice> device(const AudioDevice& endpoint) override;
+    std::shared_ptr<RawDevice> waveDevice(EDataFlow flow, std::uint32_t deviceId) override;
+
+private:
+    std::shared_ptr<World> world_;
+};
+
 class SimCapture final : public RawCapture {
 public:
     SimCapture(std::shared_ptr<World> world, std::size_t endpoint, const WAVEFORMATEX& format)
@@ -102,28 +115,19 @@ private:
     std::size_t endpoint_;
 };
 
-class SimStreamSource final : public RawStreamSource {
-public:
-    explicit SimStreamSource(std::shared_ptr<World> world) : world_(std::move(world)) {}
+std::shared_ptr<RawDevice> SimStreamSource::device(const AudioDevice& endpoint) {
+    const auto* sim = dynamic_cast<const SimEndpoint*>(&endpoint);
+    return sim != nullptr && sim->world() == world_
+               ? std::make_shared<SimDevice>(world_, sim->index())
+               : nullptr;
+}
 
-    std::string name() const override { return "sim"; }
-    std::shared_ptr<RawDevice> device(const AudioDevice& endpoint) override {
-        const auto* sim = dynamic_cast<const SimEndpoint*>(&endpoint);
-        if (sim == nullptr || sim->world() != world_) {
-            return nullptr;
-        }
-        return std::make_shared<SimDevice>(world_, sim->index());
-    }
-    std::shared_ptr<RawDevice> waveDevice(EDataFlow flow, std::uint32_t deviceId) override {
-        const std::optional<std::size_t> endpoint =
-            deviceId == WAVE_MAPPER_ID ? world_->defaultEndpoint(flow)
-                                       : world_->endpointOfWaveDevice(flow, deviceId);
-        return endpoint ? std::make_shared<SimDevice>(world_, *endpoint) : nullptr;
-    }
-
-private:
-    std::shared_ptr<World> world_;
-};
+std::shared_ptr<RawDevice> SimStreamSource::waveDevice(EDataFlow flow, std::uint32_t deviceId) {
+    const std::optional<std::size_t> endpoint = deviceId == WAVE_MAPPER_ID
+                                                    ? world_->defaultEndpoint(flow)
+                                                    : world_->endpointOfWaveDevice(flow, deviceId);
+    return endpoint ? std::make_shared<SimDevice>(world_, *endpoint) : nullptr;
+}
 
 }  // namespace
 
