@@ -4,21 +4,39 @@
 
 #include "Backends.hpp"
 #include "CurrentSystem.hpp"
+#include "platform/ui/Mci.hpp"
 #include "sim/SimBackend.hpp"
 #ifdef KVO_AUDIO_PULSE
 #include "pulse/PulseSystem.hpp"
+#endif
+#ifdef KVO_UI_WIN32
+#include "platform/ui/win32/WinMciService.hpp"
 #endif
 
 namespace audio {
 namespace {
 
-// A backend that is its audio system alone.
+// The MCI that goes with a real audio system: the operating system's, where the build has one.
+std::unique_ptr<ui::MciService> systemMciService() {
+#ifdef KVO_UI_WIN32
+    return std::make_unique<ui::win32::WinMciService>();
+#else
+    return nullptr;
+#endif
+}
+
+// A backend that is its audio system, with the operating system's MCI beside it.
 class SystemSession final : public BackendSession {
 public:
-    explicit SystemSession(std::unique_ptr<AudioSystem> system) : system_(std::move(system)) {
+    explicit SystemSession(std::unique_ptr<AudioSystem> system)
+        : system_(std::move(system)), mci_(systemMciService()) {
         installed_.emplace(*system_);
+        if (mci_) {
+            installedMci_.emplace(*mci_);
+        }
     }
     ~SystemSession() override {
+        installedMci_.reset();
         installed_.reset();
         system_.reset();
     }
@@ -27,6 +45,8 @@ public:
 private:
     std::unique_ptr<AudioSystem> system_;
     std::optional<ScopedAudioSystem> installed_;
+    std::unique_ptr<ui::MciService> mci_;
+    std::optional<ui::ScopedMciService> installedMci_;
 };
 
 #ifdef KVO_AUDIO_PULSE

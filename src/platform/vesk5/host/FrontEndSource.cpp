@@ -2,6 +2,9 @@
 
 #include "platform/ui/console/ConsoleDialogService.hpp"
 #include "platform/ui/scripted/ScriptedDialogService.hpp"
+#ifdef KVO_UI_WIN32
+#include "platform/ui/win32/Win32DialogService.hpp"
+#endif
 
 namespace vesk5::host {
 namespace {
@@ -32,13 +35,20 @@ std::shared_ptr<void> openFrontEnd(const Options& options, std::string& chosen) 
     if (chosen.empty()) {
         chosen = !options.answer.empty() || !ui::standardInputIsTerminal() ? "scripted" : "console";
     }
+    if (!options.answer.empty() && chosen != "scripted") {
+        throw UsageError("--answer is for --ui scripted");
+    }
     if (chosen == "win32") {
+#ifdef KVO_UI_WIN32
+        if (std::string reason; !ui::win32::displayAvailable(reason)) {
+            throw UsageError("--ui win32: " + reason + "; use --ui console or --ui scripted");
+        }
+        return std::make_shared<Installed<ui::win32::Win32DialogService>>();
+#else
         throw UsageError(
             "--ui win32: the Win32 dialogs are not part of this build; use --ui console or --ui "
             "scripted");
-    }
-    if (!options.answer.empty() && chosen != "scripted") {
-        throw UsageError("--answer is for --ui scripted");
+#endif
     }
     if (chosen == "console") {
         return std::make_shared<Installed<ui::ConsoleDialogService>>();
