@@ -22,19 +22,21 @@ constexpr std::uint32_t kSilentRecordingMs = 5000;
 constexpr std::uint32_t kRetryWaitMs = 47000;
 constexpr std::uint32_t kPollMs = 10;
 
-kvo::String stimulusUnder(const kvo::String& directory) {
-    constexpr char sep = kvo::FileSystem::kPathSeparator;
-    return directory + sep + "Resources" + sep + "kvormicrophone" + sep + "IMTVoice.wav";
-}
+constexpr const char* kStimulusName = "IMTVoice.wav";
 
 }  // namespace
 
 kvo::String stimulusPath() {
-    const kvo::String underBase = stimulusUnder(DiagModule::getBaseDirectory());
+    constexpr char sep = kvo::FileSystem::kPathSeparator;
+    // A base directory may carry its own copy; otherwise the one installed
+    // (or, in a build tree, copied) to share/kvormicrophone beside bin/.
+    const kvo::String underBase = DiagModule::getBaseDirectory() + sep + "Resources" + sep +
+                                  "kvormicrophone" + sep + kStimulusName;
     if (kvo::FileSystem::exists(underBase)) {
         return underBase;
     }
-    return stimulusUnder(kvo::System::executableDirectory());
+    return kvo::System::executableDirectory() + sep + ".." + sep + "share" + sep +
+           "kvormicrophone" + sep + kStimulusName;
 }
 
 bool MicRecordingMethod::startWithRetry(Device& device, MicManagerWin7& manager) {

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -11,6 +10,7 @@
 #include "LogDirectory.hpp"
 #include "StopSignal.hpp"
 #include "Terminal.hpp"
+#include "UserStateDirectory.hpp"
 #include "platform/kvo/Console.hpp"
 #include "platform/kvo/Exception.hpp"
 #include "platform/kvo/FileSystem.hpp"
@@ -296,8 +296,12 @@ std::string Framework::applyParameters(const Options& options, const std::vector
 }
 
 std::string Framework::prepareBaseDirectory(const Options& options) {
-    baseDirectory_ =
-        options.baseDir.empty() ? kvo::fromPath(std::filesystem::current_path()) : options.baseDir;
+    // Never the current directory: the tone test clears old recordings from
+    // logs/, which must not be the user's own folder by accident.
+    baseDirectory_ = options.baseDir.empty() ? userStateDirectory() : options.baseDir;
+    if (baseDirectory_.empty()) {
+        return "no per-user folder to write to (HOME is not set); name one with --base-dir";
+    }
     if (!kvo::FileSystem::createDirectories(logDirectory(baseDirectory_))) {
         return fmt::format("cannot create the log directory {}", logDirectory(baseDirectory_));
     }
@@ -389,6 +393,8 @@ int Framework::run(const Options& options) {
         overall = combine(overall, runTest(*test));
     }
     output_->runResult(overall);
+    output_->whereFiles(logDirectory(baseDirectory_) + "/kvormicrophone.log",
+                        logDirectory(baseDirectory_));
     report_->finish(overall);
 
     int exitCode = overall.value();

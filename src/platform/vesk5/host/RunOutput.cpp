@@ -129,4 +129,18 @@ void RunOutput::runResult(TestResult result) {
     }
 }
 
+void RunOutput::whereFiles(const std::string& logFile, const std::string& recordingsDirectory) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "files"},
+                                  {"log", logFile},
+                                  {"recordings", recordingsDirectory}}
+                       .dump()
+                << std::endl;
+        return;
+    }
+    endProgressLine();
+    stream_ << fmt::format("Log: {}   Recordings: {}", logFile, recordingsDirectory) << std::endl;
+}
+
 }  // namespace vesk5::host

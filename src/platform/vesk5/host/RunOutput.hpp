@@ -36,6 +36,8 @@ public:
     void progress(const std::string& test, int percent);
     void testResult(const std::string& test, TestResult result, bool simulated);
     void runResult(TestResult result);
+    // The last line of a run: where its log and its recordings are.
+    void whereFiles(const std::string& logFile, const std::string& recordingsDirectory);
 
 private:
     void endProgressLine();
