@@ -48,9 +48,10 @@ protected:
     // with nothing on standard input.
     ProgramResult run(const std::string& arguments) {
         const std::string errors = dir_.file("stderr.txt");
-        const std::string command = "cd '" + dir_.path() + "' && TMPDIR='" + dir_.path() +
-                                    "' '" KVO_PROGRAM "' run MicrophoneTest --audio sim --json " +
-                                    arguments + " < /dev/null 2> '" + errors + "'";
+        const std::string command =
+            "cd '" + dir_.path() + "' && TMPDIR='" + dir_.path() +
+            "' '" KVO_PROGRAM "' run MicrophoneTest --audio sim --json --base-dir '" + dir_.path() +
+            "' " + arguments + " < /dev/null 2> '" + errors + "'";
         ProgramResult result;
         FILE* pipe = popen(command.c_str(), "r");
         if (pipe == nullptr) {

@@ -112,7 +112,7 @@ protected:
 TEST_F(FrameworkTest, JsonOutputIsOneObjectPerLineWithEventsProgressAndResults) {
     EXPECT_EQ(start({"run", "ToneTest", "--json"}), 0);
     const std::vector<nlohmann::json> lines = jsonLines();
-    ASSERT_EQ(lines.size(), 6u) << out.str();
+    ASSERT_EQ(lines.size(), 7u) << out.str();
     EXPECT_EQ(lines[0]["type"], "start");
     EXPECT_EQ(lines[1]["type"], "event");
     EXPECT_EQ(lines[1]["key"], "MSG_CURRENT_FREQ");
@@ -126,6 +126,8 @@ TEST_F(FrameworkTest, JsonOutputIsOneObjectPerLineWithEventsProgressAndResults) 
     EXPECT_EQ(lines[4]["simulated"], true);
     EXPECT_EQ(lines[5]["type"], "run");
     EXPECT_EQ(lines[5]["code"], 0);
+    EXPECT_EQ(lines[6]["type"], "files");
+    EXPECT_EQ(lines[6]["log"], base.path() + "/logs/kvormicrophone.log");
 }
 
 TEST_F(FrameworkTest, ReportRecordsTheRunAsOneJsonDocument) {
