@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "ProgramRun.hpp"
+#include "WavFiles.hpp"
 
 namespace kvo::test {
 namespace {
@@ -28,6 +31,55 @@ TEST(FrequencyToneTestE2E, HealthyLaptopHearsEveryToneWithProgressInThirds) {
     EXPECT_EQ(run.progress(), (std::vector<int>{0, 33, 66, 99}));
     EXPECT_EQ(run.report["tests"][0]["result"], "PASS");
     EXPECT_TRUE(run.report["tests"][0]["files"].empty());
+}
+
+TEST(FrequencyToneTestE2E, EachMicrophoneHearsTheWholeListWithProgressInSixthsOfTheBar) {
+    TempDirectory base;
+    const ProgramRun run = runOnSimulatedPc(kThreeTones, "two-microphones", base);
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    std::vector<std::string> played;
+    for (const auto& tone : run.events("MSG_CURRENT_FREQ")) {
+        played.push_back(tone["variables"]["frequency"]);
+    }
+    EXPECT_EQ(played, (std::vector<std::string>{"440", "1000", "4000", "440", "1000", "4000"}));
+    EXPECT_EQ(run.progress(), (std::vector<int>{0, 16, 32, 48, 64, 80, 96}));
+    // The speaker plays the list to the first microphone, then to the second.
+    std::vector<std::string> captures;
+    std::istringstream log(run.log());
+    for (std::string line; std::getline(log, line);) {
+        if (line.find("for capture") != std::string::npos) {
+            captures.push_back(line.find("Camera Microphone") != std::string::npos ? "camera"
+                                                                                   : "array");
+        }
+    }
+    EXPECT_EQ(captures,
+              (std::vector<std::string>{"array", "array", "array", "camera", "camera", "camera"}));
+
+    TempDirectory second;
+    const ProgramRun firstDead =
+        runOnSimulatedPc(kThreeTones, "two-microphones-first-dead", second);
+    EXPECT_EQ(firstDead.exitCode, 1);
+    ASSERT_EQ(firstDead.events("FAIL_FREQUENCY_TONE_TEST").size(), 1u);
+    EXPECT_EQ(firstDead.events("FAIL_FREQUENCY_TONE_TEST")[0]["variables"]["frequencies"],
+              "440 1000 4000");
+}
+
+TEST(FrequencyToneTestE2E, SavedToneHasTheLevelTheMachineGivesAt70PercentSpeakerAndFullMicrophone) {
+    TempDirectory base;
+    const ProgramRun run =
+        runOnSimulatedPc({"FrequencyToneTest", "--param", "FrequencyList=1000", "--setting",
+                          "kvormicrophone.GenerateRecording.value=true"},
+                         "", base);
+    EXPECT_EQ(run.exitCode, 0);
+    const SavedRecording tone(base.file("logs/1000.wav"));
+    ASSERT_TRUE(tone.loaded());
+    EXPECT_EQ(tone.rate(), 48000u);
+    EXPECT_EQ(tone.frames(), 48000u);
+    // Half full scale, speaker at 70 % (-19.5 dB), path -24 dB, microphone at 100 % (+12 dB)
+    // with its boost as found (+10 dB): about -31 dBFS in each channel.
+    for (std::uint32_t channel = 0; channel < 2; ++channel) {
+        EXPECT_NEAR(tone.levelDbfs(channel, 0.6), -30.9, 1.0) << channel;
+    }
 }
 
 TEST(FrequencyToneTestE2E, DeadMicrophoneFailsEveryToneSavesThemAndTheRecordingCanBeAnalysedAgain) {
@@ -75,6 +127,78 @@ TEST(FrequencyToneTestE2E, GenerateRecordingSavesEveryToneAfterOldWavFilesAreCle
     EXPECT_TRUE(again.hasLogFile("4000.wav"));  // a re-analysis cleans nothing
 }
 
+// A saved recording in another format, written where the test looks for it.
+struct ReanalysedFile {
+    const char* name;
+    std::uint16_t channels;
+    std::uint32_t rate;
+    std::uint16_t bits;
+    bool isFloat;
+};
+
+TEST(FrequencyToneTestE2E, ReanalysisHearsTheToneInMonoEightBitTwentyFourBitAndFloatFiles) {
+    for (const ReanalysedFile f : {ReanalysedFile{"mono16", 1, 44100, 16, false},
+                                   ReanalysedFile{"mono8", 1, 44100, 8, false},
+                                   ReanalysedFile{"stereo24", 2, 48000, 24, false},
+                                   ReanalysedFile{"stereofloat", 2, 48000, 32, true}}) {
+        TempDirectory base;
+        std::filesystem::create_directories(base.file("logs"));
+        writeWav(base.file("logs/1000.wav"), f.channels, f.rate, f.bits, f.isFloat,
+                 sine(1000, 0.3, 1.0, f.rate, f.channels));
+        const ProgramRun run = runOnSimulatedPc(
+            withSetting(kThreeTones, "kvormicrophone.FrequencyAnalysisWaveFile.value=1000.wav"), "",
+            base);
+        EXPECT_EQ(run.exitCode, 0) << f.name;
+        EXPECT_TRUE(run.raised().empty()) << f.name;
+    }
+}
+
+TEST(FrequencyToneTestE2E, ReanalysisJudgesOnlyTheLastFortyPercentOfTheRecording) {
+    // A loud 3000 Hz start (the speaker settling) for 60 %, then a soft 1000 Hz tone.
+    std::vector<double> samples = sine(3000, 0.5, 0.6, 48000, 2);
+    const std::vector<double> tail = sine(1000, 0.1, 0.4, 48000, 2);
+    samples.insert(samples.end(), tail.begin(), tail.end());
+    for (const auto& [name, exitCode] : {std::pair{"1000.wav", 0}, std::pair{"3000.wav", 1}}) {
+        TempDirectory base;
+        std::filesystem::create_directories(base.file("logs"));
+        writeWav(base.file("logs/") + name, 2, 48000, 16, false, samples);
+        const ProgramRun run = runOnSimulatedPc(
+            withSetting(kThreeTones,
+                        std::string("kvormicrophone.FrequencyAnalysisWaveFile.value=") + name),
+            "", base);
+        EXPECT_EQ(run.exitCode, exitCode) << name;
+    }
+}
+
+TEST(FrequencyToneTestE2E, RefusedPlaybackFailsThatToneOnly) {
+    nlohmann::json machine = scenarioMachine("healthy-laptop");
+    endpointOf(machine, "speakers")["faults"] = {{"playFailures", 1}};
+    TempDirectory base;
+    const ProgramRun run = runOnMachine(kThreeTones, machine, base);
+    EXPECT_EQ(run.exitCode, 1);
+    ASSERT_EQ(run.events("FAIL_FREQUENCY_TONE_TEST").size(), 1u);
+    EXPECT_EQ(run.events("FAIL_FREQUENCY_TONE_TEST")[0]["variables"]["frequencies"], "440");
+}
+
+TEST(FrequencyToneTestE2E, EveryOutcomeRaisesItsEventsWithTheirSeverities) {
+    const std::vector<std::pair<const char*, std::vector<std::string>>> cases{
+        {"", {"info MSG_CURRENT_FREQ", "info MSG_CURRENT_FREQ", "info MSG_CURRENT_FREQ"}},
+        {"dead-microphone",
+         {"info MSG_CURRENT_FREQ", "info MSG_CURRENT_FREQ", "info MSG_CURRENT_FREQ",
+          "error FAIL_FREQUENCY_TONE_TEST"}},
+        {"unplug-during-run",
+         {"info MSG_CURRENT_FREQ", "info MSG_CURRENT_FREQ", "warning MSG_NO_MICROPHONE"}},
+        {"no-speaker", {"warning MSG_NO_SPEAKER"}},
+        {"no-microphone", {"warning MSG_NO_MICROPHONE"}},
+        {"no-16bit-stereo-playback", {"warning DEVICE_MISCONFIGURED"}},
+        {"interrupted-capture", {"info MSG_CURRENT_FREQ", "warning DEVICE_MISCONFIGURED"}},
+        {"windows-vista", {}}};
+    for (const auto& [scenario, raised] : cases) {
+        TempDirectory base;
+        EXPECT_EQ(runOnSimulatedPc(kThreeTones, scenario, base).raised(), raised) << scenario;
+    }
+}
+
 TEST(FrequencyToneTestE2E, ReanalysisOfAMissingOrMisnamedFileCannotRun) {
     TempDirectory base;
     for (const char* name : {"kvormicrophone.FrequencyAnalysisWaveFile.value=777.wav",
@@ -86,7 +210,9 @@ TEST(FrequencyToneTestE2E, ReanalysisOfAMissingOrMisnamedFileCannotRun) {
 }
 
 TEST(FrequencyToneTestE2E, FrequencyListOutsideTwentyToTwentyThousandOrMalformedIsBadParams) {
-    for (const char* list : {"19", "20001", "abc", "", ",", "440, 1000", "-440"}) {
+    // 4294967736 is 440 once wrapped to 32 bits.
+    for (const char* list :
+         {"19", "20001", "abc", "", ",", "440, 1000", "-440", "+440", "4294967736"}) {
         TempDirectory base;
         const ProgramRun run = runOnSimulatedPc(
             {"FrequencyToneTest", "--param", std::string("FrequencyList=") + list}, "", base);
@@ -152,6 +278,10 @@ TEST(FrequencyToneTestE2E, OffendingDriversSelectTheLegacyWaveInterface) {
         const ProgramRun run = runOnSimulatedPc(kThreeTones, scenario, base);
         EXPECT_EQ(run.exitCode, 0) << scenario;
         EXPECT_EQ(run.logContains(legacy), expected) << scenario;
+        // The engine that ran is the one chosen.
+        EXPECT_EQ(run.logContains("Entering FrequencyToneTestLegacy::FrequencyToneTestLegacy()"),
+                  expected)
+            << scenario;
     }
 }
 

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <regex>
 
 #include "ProgramRun.hpp"
+#include "WavFiles.hpp"
 
 namespace kvo::test {
 namespace {
@@ -31,6 +33,82 @@ TEST(IntegratedMicrophoneTestE2E, HealthyLaptopPassesTestingItsMicrophone) {
     EXPECT_EQ(testing[0]["variables"]["deviceName"],
               "Microphone Array (High Definition Audio Device)");
     EXPECT_EQ(run.progress(), (std::vector<int>{33, 66, 100, 100}));
+}
+
+const std::vector<std::string> kSavingRecordings{"IntegratedMicrophoneTest", "--setting",
+                                                 "kvormicrophone.GenerateRecording.value=true"};
+
+// The level of both channels of the loud, unmuted recording (the fourth) of a run that saved them.
+std::pair<double, double> loudRecordingLevels(const TempDirectory& base) {
+    const SavedRecording loud(base.file("logs/MicrophoneTest_3.wav"));
+    EXPECT_TRUE(loud.loaded());
+    return loud.loaded() ? std::pair{loud.levelDbfs(0), loud.levelDbfs(1)} : std::pair{0.0, 0.0};
+}
+
+TEST(IntegratedMicrophoneTestE2E, SavedRecordingsShowEachStepsLengthAndLevel) {
+    TempDirectory base;
+    const ProgramRun run = runOnSimulatedPc(kSavingRecordings, "", base);
+    EXPECT_EQ(run.exitCode, 0);
+    // Silent muted, loud muted, silent at 0 %, loud at 100 %: 5 s without and the stimulus'
+    // 6 s with the voice, at 44.1 kHz.
+    const std::uint32_t frames[] = {220500, 264600, 220500, 264600};
+    for (int i = 0; i < 4; ++i) {
+        const SavedRecording recording(
+            base.file("logs/MicrophoneTest_" + std::to_string(i) + ".wav"));
+        ASSERT_TRUE(recording.loaded()) << i;
+        EXPECT_EQ(recording.frames(), frames[i]) << i;
+    }
+    for (int muted = 0; muted < 2; ++muted) {
+        const SavedRecording recording(
+            base.file("logs/MicrophoneTest_" + std::to_string(muted) + ".wav"));
+        EXPECT_EQ(recording.levelDbfs(0), -std::numeric_limits<double>::infinity()) << muted;
+    }
+    // The noise (-80 dBFS) at 0 % (-34.5 dB) with the boost raised to +30 dB.
+    const SavedRecording silent(base.file("logs/MicrophoneTest_2.wav"));
+    EXPECT_NEAR(silent.levelDbfs(0), -84.4, 1.0);
+    // The voice from the speaker at 70 % (-19.5 dB), path -24 dB, microphone at 100 % (+12 dB)
+    // and boost at +30 dB.
+    const auto [left, right] = loudRecordingLevels(base);
+    EXPECT_NEAR(left, -20.2, 1.0);
+    EXPECT_NEAR(right, -20.2, 1.0);
+}
+
+TEST(IntegratedMicrophoneTestE2E, VoicePlaysOnTheDefaultSpeakerEvenWhenAnotherComesFirst) {
+    nlohmann::json machine = scenarioMachine("healthy-laptop");
+    // A display output without a path to the microphone, enumerated before the speakers.
+    machine["endpoints"].insert(machine["endpoints"].begin(),
+                                nlohmann::json{{"id", "hdmi"},
+                                               {"card", "hda"},
+                                               {"direction", "render"},
+                                               {"name", "HDMI Output"},
+                                               {"formFactor", "digitalDisplay"}});
+    TempDirectory base;
+    const ProgramRun run = runOnMachine(kSavingRecordings, machine, base);
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_NEAR(loudRecordingLevels(base).first, -20.2, 1.0);
+}
+
+TEST(IntegratedMicrophoneTestE2E, MicrophoneSaturatedByHumIsNoLouderWithTheVoiceAndFails) {
+    TempDirectory base;
+    const ProgramRun run = runOnSimulatedPc(kTest, "saturated-microphone", base);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.raised(),
+              (std::vector<std::string>{"info NowTesting", "error RecordingTooSoft"}));
+}
+
+TEST(IntegratedMicrophoneTestE2E, EveryOutcomeRaisesItsEventsWithTheirSeverities) {
+    const std::vector<std::pair<const char*, std::vector<std::string>>> cases{
+        {"windows-vista", {"info NowTesting"}},
+        {"two-microphones-first-dead",
+         {"info NowTesting", "error RecordingTooSoft", "info NowTesting"}},
+        {"external-mic-only", {"warning NoIntegratedMic"}},
+        {"capture-fails-twice", {"info NowTesting", "warning RecordingFailToStart"}},
+        {"unplug-during-recordings", {"info NowTesting", "warning EndpointStateWarning"}},
+        {"stop-request", {"info NowTesting"}}};
+    for (const auto& [scenario, raised] : cases) {
+        TempDirectory base;
+        EXPECT_EQ(runOnSimulatedPc(kTest, scenario, base).raised(), raised) << scenario;
+    }
 }
 
 TEST(IntegratedMicrophoneTestE2E, TwoMicrophonesReportProgressPastOneHundredThenOneHundred) {

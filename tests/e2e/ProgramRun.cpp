@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 namespace kvo::test {
 namespace {
@@ -24,9 +25,7 @@ std::string readFile(const std::string& path) {
     return text.str();
 }
 
-}  // namespace
-
-ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
+ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std::string& machine,
                             const TempDirectory& base) {
     std::string command = quoted(KVO_PROGRAM) + " run";
     for (const std::string& argument : arguments) {
@@ -34,8 +33,8 @@ ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std
     }
     // Detail logging: several checks read lines that are logged at priority 1.
     command += " --audio sim --json --log-level 1 --base-dir " + quoted(base.path());
-    if (!scenario.empty()) {
-        command += " --machine " + quoted(std::string(KVO_SCENARIOS) + "/" + scenario + ".json");
+    if (!machine.empty()) {
+        command += " --machine " + quoted(machine);
     }
     command += " --report " + quoted(base.file("report.json"));
     command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
@@ -54,6 +53,46 @@ ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std
         run.report = nlohmann::json::parse(report);
     }
     return run;
+}
+
+}  // namespace
+
+ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
+                            const TempDirectory& base) {
+    return runOnMachineFile(
+        arguments, scenario.empty() ? "" : std::string(KVO_SCENARIOS) + "/" + scenario + ".json",
+        base);
+}
+
+nlohmann::json scenarioMachine(const std::string& scenario) {
+    return nlohmann::json::parse(readFile(std::string(KVO_SCENARIOS) + "/" + scenario + ".json"));
+}
+
+ProgramRun runOnMachine(const std::vector<std::string>& arguments, const nlohmann::json& machine,
+                        const TempDirectory& base) {
+    const std::string path = base.file("machine.json");
+    std::ofstream(path) << machine.dump(2);
+    return runOnMachineFile(arguments, path, base);
+}
+
+nlohmann::json& endpointOf(nlohmann::json& machine, const std::string& id) {
+    for (nlohmann::json& endpoint : machine["endpoints"]) {
+        if (endpoint["id"] == id) {
+            return endpoint;
+        }
+    }
+    throw std::invalid_argument("no endpoint " + id);
+}
+
+std::vector<std::string> ProgramRun::raised() const {
+    std::vector<std::string> found;
+    for (const nlohmann::json& line : lines) {
+        if (line["type"] == "event") {
+            found.push_back(line["severity"].get<std::string>() + " " +
+                            line["key"].get<std::string>());
+        }
+    }
+    return found;
 }
 
 std::vector<nlohmann::json> ProgramRun::events(const std::string& key) const {

@@ -17,6 +17,8 @@ struct ProgramRun {
 
     // The events of that key, in order.
     std::vector<nlohmann::json> events(const std::string& key) const;
+    // Every event raised, in order, as "<severity> <key>".
+    std::vector<std::string> raised() const;
     // Every progress value the framework received, in order.
     std::vector<int> progress() const;
     std::string log() const;
@@ -32,5 +34,13 @@ struct ProgramRun {
 // `base` as its base directory; an empty scenario is the built-in laptop.
 ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
                             const TempDirectory& base);
+
+// The machine file of a scenario, to be changed by a test.
+nlohmann::json scenarioMachine(const std::string& scenario);
+// Runs as runOnSimulatedPc on a machine given as JSON, written to `base` first.
+ProgramRun runOnMachine(const std::vector<std::string>& arguments, const nlohmann::json& machine,
+                        const TempDirectory& base);
+// The endpoint with this id in a machine file.
+nlohmann::json& endpointOf(nlohmann::json& machine, const std::string& id);
 
 }  // namespace kvo::test

@@ -130,6 +130,15 @@ TEST_F(MicrophoneTestEndToEnd, BeforeVistaTheMciDialogRecordsSavesAndPlays) {
     EXPECT_LT(play, verdict);
 }
 
+TEST_F(MicrophoneTestEndToEnd, VistaRecordsWithTheEngineNotTheMciDialog) {
+    const ProgramResult vista =
+        run("--machine '" + scenario("windows-vista.json") + "' --ui scripted --answer fail");
+    EXPECT_EQ(vista.exitCode, 1);
+    EXPECT_TRUE(vista.hasEvent("TestFailed", "error"));
+    // Only the MCI dialog records into the temporary directory.
+    EXPECT_FALSE(std::ifstream(dir_.file("kvorecord.wav")).good());
+}
+
 TEST_F(MicrophoneTestEndToEnd, WithoutAMicrophoneTheDialogStillOpensAndThePersonDecides) {
     const std::string machine = "--machine '" + scenario("no-microphone.json") + "'";
     const ProgramResult fail = run(machine + " --ui scripted --answer fail");

@@ -12,28 +12,6 @@ namespace {
 
 using vesk5::TestResult;
 
-TEST(FrequencyToneTestParser, AcceptsWholeFrequenciesFromTwentyToTwentyThousandInOrder) {
-    test::SimulatedPc pc;
-    FrequencyToneTest engine;
-    ASSERT_TRUE(engine.parseFrequencies("440,1000,20,20000"));
-    ASSERT_EQ(engine.frequencies().size(), 4u);
-    EXPECT_EQ(engine.frequencies()[0].left, 440u);
-    EXPECT_EQ(engine.frequencies()[0].right, 440u);
-    EXPECT_EQ(engine.frequencies()[3].left, 20000u);
-}
-
-TEST(FrequencyToneTestParser, StopsAtTheFirstBadTokenKeepingWhatCameBefore) {
-    test::SimulatedPc pc;
-    for (const char* bad : {"19", "20001", "abc", " 1000", "4294967296", "+440"}) {
-        FrequencyToneTest engine;
-        EXPECT_FALSE(engine.parseFrequencies(std::string("440,") + bad)) << bad;
-        EXPECT_EQ(engine.frequencies().size(), 1u) << bad;
-    }
-    FrequencyToneTest empty;
-    EXPECT_TRUE(empty.parseFrequencies(",,"));  // empty tokens are dropped: nothing to play
-    EXPECT_TRUE(empty.frequencies().empty());
-}
-
 TEST(FrequencyToneTestFailureList, BlankBeforeEveryFailureButTheVeryFirstResult) {
     const kvo::Array<stereo_freq_t> frequencies{{440, 440},   {1000, 1000}, {4000, 4000},
                                                 {5000, 5000}, {6000, 6000}, {7000, 7000},
@@ -131,6 +109,34 @@ TEST_F(FrequencyToneTestLevels, ReanalysisLeavesThemRaisedUntilTheEngineGoes) {
     // Its device manager puts back what it found when it enumerated the endpoints.
     EXPECT_EQ(levels(microphone), std::pair(35u, true));
     EXPECT_EQ(levels(speaker), std::pair(20u, false));
+}
+
+TEST(FrequencyToneTestVanishingMicrophone, UnpluggedMidTestPutsTheUsersLevelsBack) {
+    test::SimulatedPc pc("unplug-during-run");
+    vesk5::Test test{"FrequencyToneTest", vesk5::DeviceCapability::Microphone(), nullptr};
+    FrequencyTestParameter::initialize(&test);
+    ASSERT_TRUE(test.findParameter("FrequencyList")->setFromText("440,1000,4000"));
+    const auto microphone = pc.endpoint("mic-array")->volumeControl();
+    const auto speaker = pc.endpoint("speakers")->volumeControl();
+    microphone->setVolumeLevel(35);
+    microphone->setMute(true);
+    speaker->setVolumeLevel(20);
+    speaker->setMute(true);
+    {
+        FrequencyToneTest engine;
+        ASSERT_TRUE(engine.instantiateAudioIO());
+        ASSERT_EQ(engine.enumerateIntegratedMicrophones(), 1u);
+        ASSERT_EQ(engine.enumerateIntegratedSpeakers(), 1u);
+        EXPECT_EQ(engine.test(TestResult::PASS()), TestResult::NODEVICE());
+        // Checked while the engine still exists: its device manager would restore them too.
+        std::uint32_t volume = 0;
+        bool mute = false;
+        EXPECT_TRUE(microphone->getVolumeLevel(volume) && microphone->getMute(mute));
+        EXPECT_EQ(std::pair(volume, mute), std::pair(35u, true));
+        EXPECT_TRUE(speaker->getVolumeLevel(volume) && speaker->getMute(mute));
+        EXPECT_EQ(std::pair(volume, mute), std::pair(20u, true));
+    }
+    FrequencyTestParameter::shutdown();
 }
 
 }  // namespace
