@@ -12,6 +12,9 @@
 #ifdef KVO_UI_WIN32
 #include "platform/ui/win32/WinMciService.hpp"
 #endif
+#ifdef KVO_AUDIO_WASAPI
+#include "wasapi/WasapiSystem.hpp"
+#endif
 
 namespace audio {
 namespace {
@@ -55,7 +58,17 @@ std::unique_ptr<BackendSession> openPulse(const BackendOptions&) {
 }
 #endif
 
+#ifdef KVO_AUDIO_WASAPI
+std::unique_ptr<BackendSession> openWasapi(const BackendOptions&) {
+    return std::make_unique<SystemSession>(wasapi::createWasapiSystem());
+}
+#endif
+
 constexpr std::array kBackends{
+#ifdef KVO_AUDIO_WASAPI
+    Backend{"wasapi", "Windows Core Audio endpoints and the winmm wave devices", false, false,
+            openWasapi},
+#endif
 #ifdef KVO_AUDIO_PULSE
     Backend{"pulse", "the PulseAudio (or PipeWire) server of this session", false, false,
             openPulse},

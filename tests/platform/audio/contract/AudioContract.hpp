@@ -398,6 +398,7 @@ TYPED_TEST_P(AudioContract, WaveDevicesRefuseWhatWinmmRefusesAndRecordAndPlayOth
 }
 
 TYPED_TEST_P(AudioContract, VolumeAndMuteComeBackAsTheyWereSet) {
+    KVO_REQUIRE_FEATURE(Feature::VolumeControl);
     for (const std::string& id : {this->target().speaker(), this->target().microphone()}) {
         const AudioDevicePtr endpoint = this->endpoint(id);
         ASSERT_TRUE(endpoint);

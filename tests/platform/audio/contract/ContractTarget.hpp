@@ -23,6 +23,7 @@ enum class Feature {
     Loopback,       // a microphone that hears a speaker
     DeviceRemoval,  // a device the test can make go away
     Notifications,  // observers are told of endpoint changes
+    VolumeControl,  // an endpoint's level and mute can be set and read back
 };
 
 class ContractTarget {
