@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # What a tone check costs under Wine with --audio wasapi beyond the audio it
-# must play (1 s of tone and 0.5 s of settling per check), and the program's
-# peak memory. A measurement, not a test: it prints figures and asserts nothing.
+# must play (1 s of tone and 0.5 s of settling per check), the program's peak
+# memory, and how long a Ctrl-C (SIGINT) takes to end a run. A measurement,
+# not a test: it prints figures and asserts nothing.
 #
 #   bench/wine-tone-overhead.sh build/mingw/src/kvormicrophone.exe [TONES]
 #
@@ -20,7 +21,7 @@ trap '"$here/../scripts/wine-audio-bed.sh" stop "$work/bed" >/dev/null 2>&1; rm 
 "$here/../scripts/wine-audio-bed.sh" start "$work/bed"
 export WINEPREFIX=$work/bed/prefix WINEDEBUG=-all PULSE_SERVER=unix:$work/bed/pulse/native
 for module in $(pactl list short modules | grep -E 'ext_headphones|ext_mic' | cut -f1); do
-    pactl unload-module "$module"
+    pactl unload-module "$module" 2>/dev/null || true  # ext_mic goes with ext_headphones
 done
 mkdir -p "$work/base"
 cd "$work/base"
@@ -39,6 +40,20 @@ measure() {  # tones -> "seconds peak_kib"
     echo "$(echo "$end - $start" | bc -l) $(cat "$work/rss")"
 }
 
+# From SIGINT, sent while the second tone plays, to the program's exit.
+measure_stop() {
+    wine "$program" run FrequencyToneTest --audio wasapi \
+        --param FrequencyList="$(frequencies 6)" >"$work/out.stop" 2>&1 &
+    local pid=$! sent ended
+    until grep -q "Playing a 1000 Hz tone" "$work/out.stop"; do sleep 0.05; done
+    sleep 0.5
+    sent=$(date +%s.%N)
+    kill -INT "$pid"
+    wait "$pid" || true
+    ended=$(date +%s.%N)
+    echo "$(echo "($ended - $sent) * 1000" | bc -l) $(tail -1 "$work/out.stop")"
+}
+
 wine "$program" devices --audio wasapi >/dev/null 2>&1  # Wine's own first start is not measured
 read -r one rssOne <<<"$(measure 1)"
 read -r many rssMany <<<"$(measure "$tones")"
@@ -46,5 +61,7 @@ checks=$(((tones - 1) * 4))
 overhead=$(echo "($many - $one) / $checks * 1000 - 1500" | bc -l)
 printf "1 tone: %.2f s, %d tones: %.2f s\n" "$one" "$tones" "$many"
 printf "per tone check beyond 1.5 s of audio: %.0f ms (target <= 100 ms)\n" "$overhead"
+read -r stopMs stopResult <<<"$(measure_stop)"
+printf "Ctrl-C to exit: %.0f ms (%s; target < 1000 ms)\n" "$stopMs" "$stopResult"
 printf "peak memory: %d KiB with 1 tone, %d KiB with %d tones (target < 65536 KiB)\n" \
     "$rssOne" "$rssMany" "$tones"

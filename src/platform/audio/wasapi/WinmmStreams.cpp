@@ -9,9 +9,10 @@
 namespace audio::wasapi {
 namespace {
 
-// Blocks of 20 ms, ten of them queued: the caller's packets come every 10 ms.
+// Blocks of 20 ms, a second of them queued, as much as an audio client
+// buffers: a stream thread that wakes late on a busy machine loses nothing.
 constexpr std::uint32_t kBlockMs = 20;
-constexpr std::size_t kBlocks = 10;
+constexpr std::size_t kBlocks = 50;
 
 struct Block {
     std::vector<char> data;

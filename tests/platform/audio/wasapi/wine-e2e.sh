@@ -51,7 +51,7 @@ start_server() {  # [deaf]
 drop_external_pair() {
     local module
     for module in $(pactl list short modules | grep -E 'ext_headphones|ext_mic' | cut -f1); do
-        pactl unload-module "$module"
+        pactl unload-module "$module" 2>/dev/null || true  # ext_mic goes with ext_headphones
     done
 }
 
