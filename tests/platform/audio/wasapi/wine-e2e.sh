@@ -26,6 +26,8 @@ cleanup() {
 }
 trap cleanup EXIT
 mkdir -p "$work/base"
+# Wine's drive Z: is the Unix root.
+base_dir="Z:${work//\//\\}\\base"
 
 failures=0
 check() {  # check DESCRIPTION COMMAND...
@@ -71,7 +73,8 @@ levels() {
 status=0
 output=
 run_program() {  # arguments...; sets status and output
-    output=$(cd "$work/base" && timeout 300 wine "$program" "$@" --audio wasapi 2>&1)
+    output=$(cd "$work/base" && timeout 300 wine "$program" "$@" --audio wasapi \
+        --base-dir "$base_dir" 2>&1)
     status=$?
     echo "--- kvormicrophone $* (exit $status)"
     echo "$output"
@@ -162,7 +165,7 @@ case_stop() {
     local before
     before=$(levels)
     cd "$work/base" || exit 1
-    timeout 300 wine "$program" run FrequencyToneTest --audio wasapi \
+    timeout 300 wine "$program" run FrequencyToneTest --audio wasapi --base-dir "$base_dir" \
         --param FrequencyList=440,1000,2000,3000,4000 >"$work/out" 2>&1 &
     local pid=$!
     for _ in $(seq 600); do
