@@ -73,7 +73,7 @@ TEST(AudioChoice, AMachineFileNeedsABackendThatTakesOne) {
         }
         const Output run =
             runProgram(std::string("devices --audio ") + backend.name + " --machine m.json");
-        EXPECT_EQ(run.exitCode, 4) << backend.name << ": CANNOTRUN";
+        EXPECT_EQ(run.exitCode, 5) << backend.name << ": a command-line error, BADPARAMS";
         EXPECT_NE(run.err.find("--machine describes a simulated PC; it needs --audio sim"),
                   std::string::npos)
             << run.err;

@@ -18,12 +18,46 @@ std::string quoted(const std::string& text) {
     return result + "'";
 }
 
+ProgramRun collect(const std::string& command, const TempDirectory& base) {
+    ProgramRun run;
+    run.baseDirectory = base.path();
+    const int status = std::system(command.c_str());
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.output = readFile(base.file("stdout.txt"));
+    std::istringstream out(run.output);
+    for (std::string line; std::getline(out, line);) {
+        if (!line.empty() && line[0] == '{' && nlohmann::json::accept(line)) {
+            run.lines.push_back(nlohmann::json::parse(line));
+        }
+    }
+    run.errors = readFile(base.file("stderr.txt"));
+    const std::string report = readFile(base.file("report.json"));
+    if (!report.empty()) {
+        run.report = nlohmann::json::parse(report);
+    }
+    return run;
+}
+
+}  // namespace
+
 std::string readFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     std::stringstream text;
     text << file.rdbuf();
     return text.str();
 }
+
+ProgramRun runProgram(const std::vector<std::string>& arguments, const TempDirectory& base,
+                      const std::string& shellPrefix) {
+    std::string command = shellPrefix + " timeout -s KILL 60 " + quoted(KVO_PROGRAM);
+    for (const std::string& argument : arguments) {
+        command += " " + quoted(argument);
+    }
+    command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
+    return collect(command, base);
+}
+
+namespace {
 
 ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std::string& machine,
                             const TempDirectory& base) {
@@ -38,21 +72,7 @@ ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std
     }
     command += " --report " + quoted(base.file("report.json"));
     command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
-
-    ProgramRun run;
-    run.baseDirectory = base.path();
-    const int status = std::system(command.c_str());
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    std::istringstream out(readFile(base.file("stdout.txt")));
-    for (std::string line; std::getline(out, line);) {
-        run.lines.push_back(nlohmann::json::parse(line));
-    }
-    run.errors = readFile(base.file("stderr.txt"));
-    const std::string report = readFile(base.file("report.json"));
-    if (!report.empty()) {
-        run.report = nlohmann::json::parse(report);
-    }
-    return run;
+    return collect(command, base);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ struct ProgramRun {
     std::vector<nlohmann::json> lines;  // stdout, one JSON object per line
     nlohmann::json report;
     std::string errors;  // stderr
+    std::string output;  // stdout as it was written
 
     // The events of that key, in order.
     std::vector<nlohmann::json> events(const std::string& key) const;
@@ -42,5 +43,14 @@ ProgramRun runOnMachine(const std::vector<std::string>& arguments, const nlohman
                         const TempDirectory& base);
 // The endpoint with this id in a machine file.
 nlohmann::json& endpointOf(nlohmann::json& machine, const std::string& id);
+// Runs `kvormicrophone <arguments>` as given, through `sh -c "<shellPrefix> program ..."`,
+// with its output kept in `base`; stdout lines that are JSON objects are parsed, and
+// `base`/report.json is read when it exists. A run that would hang is ended after a
+// minute (exit code 124) so that the suite reports it instead of waiting for ever.
+ProgramRun runProgram(const std::vector<std::string>& arguments, const TempDirectory& base,
+                      const std::string& shellPrefix = "");
+
+// The text of a file, "" when it cannot be read.
+std::string readFile(const std::string& path);
 
 }  // namespace kvo::test

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 
 namespace kvo::test {
@@ -34,6 +35,11 @@ std::string TempDirectory::write(const std::string& name, const std::string& con
     const std::string target = file(name);
     std::ofstream(target, std::ios::binary) << content;
     return target;
+}
+
+std::string TempDirectory::read(const std::string& name) const {
+    std::ifstream in(file(name), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 }  // namespace kvo::test

@@ -17,6 +17,8 @@ public:
     std::string file(const std::string& name) const;
     // Writes `content` to file(name) and returns its path.
     std::string write(const std::string& name, const std::string& content) const;
+    // The content of file(name), "" when it cannot be read.
+    std::string read(const std::string& name) const;
 
 private:
     std::string path_;

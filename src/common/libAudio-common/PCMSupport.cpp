@@ -1,12 +1,11 @@
 #include "PCMSupport.hpp"
 
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
 #include "platform/kvo/Assert.hpp"
 #include "platform/kvo/Logger.hpp"
-#include "platform/kvo/System.hpp"
+#include "platform/kvo/SafeFile.hpp"
 #include "platform/kvo/TraceLogger.hpp"
 
 namespace libAudio {
@@ -132,10 +131,7 @@ double stdDev(const void* samples, unsigned count, unsigned strideBytes) {
 bool createPCMWaveFile(const kvo::String& path, const audio::WAVEFORMATEX& format, const void* data,
                        std::uint64_t dataBytes) {
     kvo::TraceLogger trace(logger(), "createPCMWaveFile", "PCMSupport");
-    std::FILE* const file = kvo::System::fopen(path, "wb");
-    if (file == nullptr) {
-        return false;
-    }
+    kvo::FileWriter file(path);
     // The fmt size counts cbSize and any extra bytes although neither is written,
     // and the riff size counts 4 bytes more than follow it; files written before
     // must compare equal byte for byte, so both stay.
@@ -160,11 +156,12 @@ bool createPCMWaveFile(const kvo::String& path, const audio::WAVEFORMATEX& forma
     putTag(out, "data");
     putLittleEndian(out, static_cast<std::uint32_t>(dataBytes), 4);
 
-    std::fwrite(header, 1, sizeof header, file);
-    if (dataBytes > 0) {
-        std::fwrite(data, 1, static_cast<std::size_t>(dataBytes), file);
+    if (!file.write(header, sizeof header) ||
+        (dataBytes > 0 && !file.write(data, static_cast<std::size_t>(dataBytes))) ||
+        !file.commit()) {
+        KVO_LOG(logger(), kvo::kLogError, "Cannot write {}: {}", path, file.error());
+        return false;
     }
-    std::fclose(file);
     KVO_LOG_TAG(logger(), kvo::kLogInfo, 161, "Raw Wave File written: {}", path);
     return true;
 }

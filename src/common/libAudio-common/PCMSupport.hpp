@@ -23,8 +23,9 @@ bool createSinusoid(int channel, unsigned amplitude, double frequency, StaticPCM
 double mean(const void* samples, unsigned count, int strideBytes);
 double stdDev(const void* samples, unsigned count, unsigned strideBytes);
 
-// Writes a RIFF/WAVE file with a 16-byte fmt chunk and the PCM bytes unchanged.
-// False when the file cannot be opened.
+// Writes a RIFF/WAVE file with a 16-byte fmt chunk and the PCM bytes unchanged,
+// as a new file renamed over `path` (see kvo::FileWriter). False when any byte
+// could not be written; `path` is then left as it was.
 bool createPCMWaveFile(const kvo::String& path, const audio::WAVEFORMATEX& format, const void* data,
                        std::uint64_t dataBytes);
 

@@ -120,6 +120,16 @@ int CMicrophoneApp::Run(const std::vector<std::string>& arguments) {
     } catch (const kvo::Exception& exception) {
         kvo::cerr() << "Exception:" << exception.getMessage() << std::endl;
         result = TestResult::EXITEDABNORMALLY().value();
+    } catch (const std::exception& exception) {
+        // Whatever else escapes the module ends the run the same way, never as an abort
+        // that would leave the user's levels raised.
+        KVO_LOG(moduleLogger(), kvo::kLogError, "Internal error: {}", exception.what());
+        kvo::cerr() << "kvormicrophone: internal error: " << exception.what() << std::endl;
+        result = TestResult::EXITEDABNORMALLY().value();
+    } catch (...) {
+        KVO_LOG(moduleLogger(), kvo::kLogError, "Internal error of unknown type");
+        kvo::cerr() << "kvormicrophone: internal error of unknown type" << std::endl;
+        result = TestResult::EXITEDABNORMALLY().value();
     }
     // Also after an exception: destroying the engines puts the user's levels back.
     tearDownSingletons();

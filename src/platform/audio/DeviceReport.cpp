@@ -328,7 +328,9 @@ std::string reportText(const json& report) {
 }  // namespace
 
 std::string deviceReportJson(AudioSystem& system, bool simulated) {
-    return deviceReport(system, simulated).dump(2);
+    // Names may hold bytes that are not UTF-8: written as U+FFFD instead of failing.
+    return deviceReport(system, simulated)
+        .dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 std::string deviceReportText(AudioSystem& system, bool simulated) {

@@ -4,15 +4,11 @@
 
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
+
+#include "platform/kvo/SafeFile.hpp"
 
 namespace audio {
 namespace {
-
-// A RIFF file cannot be larger: the RIFF size field is 32-bit.
-constexpr std::uint64_t kMaxFileSize = 0xFFFFFFFFull + 8;
 
 // The KSDATAFORMAT_SUBTYPE GUIDs of extensible formats share all but their
 // first two bytes, which hold the plain format tag.
@@ -89,23 +85,10 @@ bool WaveFile::fail(kvo::String message) {
 }
 
 bool WaveFile::loadFile(const kvo::String& path) {
-    const std::filesystem::path file(std::u8string(path.begin(), path.end()));
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(file, error);
-    if (error) {
-        return fail(fmt::format("cannot read '{}': {}", path, error.message()));
-    }
-    if (size > kMaxFileSize) {
-        return fail(fmt::format("'{}' is {} bytes, larger than a RIFF file can be", path, size));
-    }
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
-        return fail(fmt::format("cannot open '{}'", path));
-    }
-    std::vector<char> bytes(static_cast<std::size_t>(size));
-    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (static_cast<std::uintmax_t>(in.gcount()) != size) {
-        return fail(fmt::format("'{}': read {} of {} bytes", path, in.gcount(), size));
+    kvo::String bytes;
+    kvo::String problem;
+    if (!kvo::readRegularFile(path, kMaxFileBytes, bytes, problem)) {
+        return fail(fmt::format("cannot read '{}': {}", path, problem));
     }
     if (!loadMemory(bytes.data(), bytes.size())) {
         error_ = fmt::format("'{}': {}", path, error_);

@@ -22,7 +22,11 @@ class WaveFile {
 public:
     static constexpr std::uint32_t kMaxChannels = 256;
     static constexpr std::uint32_t kMaxSampleRate = 1000000;
+    // A file is read whole, so its size is bounded: ten minutes of 48 kHz
+    // stereo 16-bit audio (115.2 MB) with room for its chunks.
+    static constexpr std::size_t kMaxFileBytes = 120000000;
 
+    // Reads a regular file of at most kMaxFileBytes; a FIFO or device is refused unread.
     bool loadFile(const kvo::String& path);
     bool loadMemory(const void* bytes, std::size_t size);
 

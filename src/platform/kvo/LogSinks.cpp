@@ -6,18 +6,15 @@
 
 #include "Clock.hpp"
 #include "Exception.hpp"
-#include "System.hpp"
 
 namespace kvo {
 
-FileLogSink::FileLogSink(const std::string& path) : path_(path), file_(System::fopen(path, "ab")) {
-    if (file_ == nullptr) {
-        throw Exception("cannot open the log file " + path + " for writing");
+FileLogSink::FileLogSink(const std::string& path) : path_(path) {
+    try {
+        file_ = std::make_unique<AppendFile>(path);
+    } catch (const Exception& error) {
+        throw Exception("the log file: " + error.getMessage());
     }
-}
-
-FileLogSink::~FileLogSink() {
-    std::fclose(file_);
 }
 
 void FileLogSink::write(const LogRecord& record) {
@@ -29,11 +26,9 @@ void FileLogSink::write(const LogRecord& record) {
     const std::string line = fmt::format(
         "{:%Y-%m-%d %H:%M:%S} +{}.{:03}s {} P{} {}\n", now, clockMs / 1000, clockMs % 1000,
         record.logger, record.priority, formatLogMessage(record.tag, record.text));
-    std::fwrite(line.data(), 1, line.size(), file_);
-}
-
-void FileLogSink::flush() {
-    std::fflush(file_);
+    if (!file_->append(line) && !failed_.exchange(true)) {
+        recordWriteFailure("cannot write the log file " + path_);
+    }
 }
 
 void StreamLogSink::write(const LogRecord& record) {

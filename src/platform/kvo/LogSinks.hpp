@@ -1,29 +1,31 @@
 #pragma once
 
-#include <cstdio>
+#include <atomic>
+#include <memory>
 #include <ostream>
 #include <string>
 
 #include "Logger.hpp"
+#include "SafeFile.hpp"
 
 namespace kvo {
 
-// Appends "<time> +<clock seconds>s <logger> P<priority> <tag> <text>" lines to a file.
+// Appends "<time> +<clock seconds>s <logger> P<priority> <tag> <text>" lines to a file,
+// each line with one write, so that nothing is lost in a buffer when the process ends.
+// The first line that cannot be written is recorded in the file journal.
 class FileLogSink : public LogSink {
 public:
     // Throws kvo::Exception when the file cannot be opened for appending.
     explicit FileLogSink(const std::string& path);
-    ~FileLogSink() override;
-    FileLogSink(const FileLogSink&) = delete;
-    FileLogSink& operator=(const FileLogSink&) = delete;
 
     void write(const LogRecord& record) override;
-    void flush() override;
+    void flush() override {}
     const std::string& path() const { return path_; }
 
 private:
     std::string path_;
-    std::FILE* file_;
+    std::unique_ptr<AppendFile> file_;
+    std::atomic<bool> failed_{false};
 };
 
 // Writes "[<logger>] <tag> <text>" lines to a stream, e.g. the console.

@@ -2,13 +2,24 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
-#include <memory>
+#include <algorithm>
 
 #include "Exception.hpp"
-#include "System.hpp"
+#include "SafeFile.hpp"
 
 namespace kvo {
+namespace {
+
+// A key named in a message: short and printable, else left out, so that a
+// message never shows more of a file than the key it complains about.
+String quotedKey(std::string_view key) {
+    constexpr std::size_t kLongest = 64;
+    const bool printable = std::all_of(key.begin(), key.end(),
+                                       [](char c) { return c >= 0x20 && c < 0x7F && c != '\''; });
+    return printable && key.size() <= kLongest ? fmt::format(" '{}'", key) : String();
+}
+
+}  // namespace
 
 String Settings::normalise(std::string_view name) {
     String lower = trim(name);
@@ -49,14 +60,14 @@ Settings Settings::parse(std::string_view text, std::string_view sourceName) {
         }
         const std::size_t equals = line.find('=');
         if (equals == String::npos) {
-            fail(fmt::format("expected 'key = value' or '[section]', found '{}'", line));
+            fail("expected 'key = value' or '[section]'");
         }
         const String key = trim(std::string_view(line).substr(0, equals));
         if (key.empty()) {
             fail("a value without a key");
         }
         if (!inSection) {
-            fail(fmt::format("key '{}' before any [section]", key));
+            fail(fmt::format("key{} before any [section]", quotedKey(key)));
         }
         settings.set(section, key, std::string_view(line).substr(equals + 1));
     }
@@ -64,16 +75,10 @@ Settings Settings::parse(std::string_view text, std::string_view sourceName) {
 }
 
 Settings Settings::load(const String& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(System::fopen(path, "rb"),
-                                                               &std::fclose);
-    if (!file) {
-        throw Exception(fmt::format("cannot read the settings file {}", path));
-    }
     String text;
-    char chunk[4096];
-    std::size_t read = 0;
-    while ((read = std::fread(chunk, 1, sizeof chunk, file.get())) > 0) {
-        text.append(chunk, read);
+    String problem;
+    if (!readRegularFile(path, kMaxFileBytes, text, problem)) {
+        throw Exception(fmt::format("cannot read the settings file {}: {}", path, problem));
     }
     return parse(text, path);
 }

@@ -13,9 +13,12 @@ namespace kvo {
 // without regard to letter case; names and values are trimmed.
 class Settings {
 public:
-    // Throws kvo::Exception "<source>:<line>: <problem>" for a malformed line.
+    // Throws kvo::Exception "<source>:<line>: <problem>" for a malformed line. The
+    // problem names at most the offending key, never other text of the file.
     static Settings parse(std::string_view text, std::string_view sourceName);
-    // Reads and parses a file; throws kvo::Exception when it cannot be read.
+    // A settings file is a few lines; anything larger is refused unread.
+    static constexpr std::size_t kMaxFileBytes = 1 << 20;
+    // Reads and parses a regular file; throws kvo::Exception when it cannot be read.
     static Settings load(const String& path);
 
     std::optional<String> get(std::string_view section, std::string_view key) const;

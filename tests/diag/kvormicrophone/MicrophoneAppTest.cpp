@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <sstream>
+#include <stdexcept>
 
 #include "diag/kvormicrophone/MicrophoneTestParameter.hpp"
 #include "diag/kvormicrophone/ModuleGlobals.hpp"
@@ -34,6 +36,12 @@ vesk5::TestResult throwsVeskException(const vesk5::DiagDevice&) {
 vesk5::TestResult throwsKvoException(const vesk5::DiagDevice&) {
     throw kvo::Exception("library broke");
 }
+vesk5::TestResult throwsStandardException(const vesk5::DiagDevice&) {
+    throw std::out_of_range("number out of range");
+}
+vesk5::TestResult throwsSomethingElse(const vesk5::DiagDevice&) {
+    throw 42;
+}
 
 class MicrophoneAppTest : public testing::Test {
 protected:
@@ -42,6 +50,10 @@ protected:
             "ThrowsVeskException", vesk5::DeviceCapability::Microphone(), throwsVeskException);
         Framework::instance().createTest("ThrowsKvoException",
                                          vesk5::DeviceCapability::Microphone(), throwsKvoException);
+        Framework::instance().createTest("ThrowsStandard", vesk5::DeviceCapability::Microphone(),
+                                         throwsStandardException);
+        Framework::instance().createTest("ThrowsInt", vesk5::DeviceCapability::Microphone(),
+                                         throwsSomethingElse);
         Framework::setDeviceSources(
             {{{"one", "one microphone"}},
              [](const vesk5::host::Options&) -> std::unique_ptr<vesk5::host::DeviceSource> {
@@ -102,13 +114,46 @@ TEST_F(MicrophoneAppTest, ExitCodeIsExactlyTheDispatchersValue) {
     EXPECT_EQ(g_comInitializer, nullptr);  // torn down after start() returned
 }
 
-TEST_F(MicrophoneAppTest, EscapedExceptionsEndAbnormallyWithTheirLineOnTheErrorStream) {
-    EXPECT_EQ(run({"run", "ThrowsVeskException", "--base-dir", base.path()}),
+TEST_F(MicrophoneAppTest, AnyExceptionFromATestEndsItAbnormallyWithALineAndALogEntry) {
+    struct Case {
+        const char* test;
+        const char* line;
+    };
+    for (const Case& c :
+         {Case{"ThrowsVeskException",
+               "ThrowsVeskException ended by an internal error: "
+               "framework broke"},
+          Case{"ThrowsKvoException",
+               "ThrowsKvoException ended by an internal error: library broke"},
+          Case{"ThrowsStandard", "ThrowsStandard ended by an internal error: number out of range"},
+          Case{"ThrowsInt",
+               "ThrowsInt ended by an internal error: an exception of unknown type"}}) {
+        EXPECT_EQ(run({"run", c.test, "--base-dir", base.path()}),
+                  vesk5::TestResult::EXITEDABNORMALLY().value());
+        EXPECT_EQ(err.str(), std::string("kvormicrophone: ") + c.line + "\n");
+        EXPECT_NE(base.read("logs/kvormicrophone.log").find(c.line), std::string::npos) << c.test;
+    }
+    // The tests after the one that threw still run.
+    EXPECT_EQ(
+        run({"run", "ThrowsStandard", "FrequencyToneTest", "--base-dir", base.path(), "--json"}),
+        vesk5::TestResult::EXITEDABNORMALLY().value());
+    EXPECT_NE(out.str().find("\"test\":\"FrequencyToneTest\""), std::string::npos) << out.str();
+}
+
+TEST_F(MicrophoneAppTest, AnExceptionOutsideEveryTestStillEndsAbnormallyAndTearsDown) {
+    Framework::setDeviceSources(
+        {{{"one", "one microphone"}},
+         [](const vesk5::host::Options&) -> std::unique_ptr<vesk5::host::DeviceSource> {
+             throw std::bad_alloc();
+         }});
+    EXPECT_EQ(run({"run", "FrequencyToneTest", "--base-dir", base.path()}),
               vesk5::TestResult::EXITEDABNORMALLY().value());
-    EXPECT_EQ(err.str(), "VeskException:framework broke\n");
-    EXPECT_EQ(run({"run", "ThrowsKvoException", "--base-dir", base.path()}),
-              vesk5::TestResult::EXITEDABNORMALLY().value());
-    EXPECT_EQ(err.str(), "Exception:library broke\n");
+    EXPECT_EQ(err.str(), "kvormicrophone: internal error: std::bad_alloc\n");
+    Framework::setDeviceSources(
+        {{{"one", "one microphone"}},
+         [](const vesk5::host::Options&) -> std::unique_ptr<vesk5::host::DeviceSource> {
+             return std::make_unique<OneMicrophone>();
+         }});
 }
 
 }  // namespace

@@ -2,10 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
+#include <thread>
+#include <vector>
 
 #include "platform/kvo/Console.hpp"
+#include "platform/kvo/Exception.hpp"
 #include "platform/kvo/LogSinks.hpp"
 #include "platform/kvo/TraceLogger.hpp"
 #include "support/CapturingLogSink.hpp"
@@ -94,6 +99,53 @@ TEST_F(LoggerTest, FileSinkAppendsDecoratedMessages) {
     ASSERT_TRUE(std::getline(file, line));
     EXPECT_NE(line.find(" test.logger P3 128 Header Size 40"), std::string::npos) << line;
 }
+
+TEST(FileLogSink, LinesOfSeveralWritersNeverInterleave) {
+    // Two sinks on one file stand for two runs in one base folder; each writes
+    // from two threads, lines longer than a stdio buffer's remainder.
+    test::TempDirectory dir;
+    const std::string path = dir.file("run.log");
+    FileLogSink first(path);
+    FileLogSink second(path);
+    constexpr int kLines = 300;
+    const std::string text(700, 'x');
+    std::vector<std::thread> writers;
+    for (FileLogSink* sink : {&first, &second, &first, &second}) {
+        writers.emplace_back([sink, &text] {
+            for (int i = 0; i < kLines; ++i) {
+                sink->write(LogRecord{"writer", kLogInfo, 7, text});
+            }
+        });
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    std::ifstream file(path);
+    int lines = 0;
+    for (std::string line; std::getline(file, line); ++lines) {
+        const std::string suffix = " writer P2 7 " + text;
+        ASSERT_TRUE(line.size() > suffix.size() &&
+                    line.compare(line.size() - suffix.size(), suffix.size(), suffix) == 0)
+            << "line " << lines << ": " << line.substr(0, 80);
+    }
+    EXPECT_EQ(lines, 4 * kLines);
+}
+
+#ifndef _WIN32
+TEST(FileLogSink, LinksAndFilesThatAreNotRegularAreRefused) {
+    test::TempDirectory dir;
+    const std::string outside = dir.write("outside.txt", "theirs\n");
+    std::filesystem::create_symlink(outside, dir.file("symbolic.log"));
+    std::filesystem::create_hard_link(outside, dir.file("hard.log"));
+    std::filesystem::create_directory(dir.file("directory.log"));
+    for (const char* name : {"symbolic.log", "hard.log", "directory.log"}) {
+        EXPECT_THROW(FileLogSink(dir.file(name)), Exception) << name;
+    }
+    std::ifstream file(outside);
+    std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(content, "theirs\n");
+}
+#endif
 
 TEST(FileLogSink, UnwritablePathIsAClearError) {
     try {

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 #include "platform/kvo/Exception.hpp"
 #include "platform/kvo/Resource.hpp"
 #include "support/TempDirectory.hpp"
@@ -47,13 +51,19 @@ TEST(Settings, MalformedLinesAreClearErrorsNamingFileAndLine) {
         const char* text;
         const char* message;
     };
-    for (const Case c : {Case{"[a]\nno equals sign\n",
-                              "test.ini:2: expected 'key = value' or '[section]', found "
-                              "'no equals sign'"},
-                         Case{"[a\nx=1\n", "test.ini:1: section header without a closing ']'"},
-                         Case{"[ ]\n", "test.ini:1: empty section name"},
-                         Case{"[a]\n\n = 5\n", "test.ini:3: a value without a key"},
-                         Case{"x=1\n", "test.ini:1: key 'x' before any [section]"}}) {
+    for (const Case c :
+         {Case{"[a]\nno equals sign\n", "test.ini:2: expected 'key = value' or '[section]'"},
+          Case{"[a\nx=1\n", "test.ini:1: section header without a closing ']'"},
+          Case{"[ ]\n", "test.ini:1: empty section name"},
+          Case{"[a]\n\n = 5\n", "test.ini:3: a value without a key"},
+          Case{"x=1\n", "test.ini:1: key 'x' before any [section]"},
+          // A line that is not a key, or a key too long or unprintable to be
+          // one a person typed, is never repeated: the file may be anyone's.
+          Case{"root:$6$salt$hash:19000:0:99999:7:::\n",
+               "test.ini:1: expected 'key = value' or '[section]'"},
+          Case{"secret\x01key=1\n", "test.ini:1: key before any [section]"},
+          Case{"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa=1\n",
+               "test.ini:1: key before any [section]"}}) {
         try {
             Settings::parse(c.text, "test.ini");
             ADD_FAILURE() << "accepted: " << c.text;
@@ -69,6 +79,32 @@ TEST(Settings, LoadingAMissingFileNamesIt) {
     const std::string path = dir.write("kvo.ini", "[kvormicrophone]\nGenerateRecording.value=1\n");
     EXPECT_EQ(Settings::load(path).get("kvormicrophone", "GenerateRecording.value"), "1");
 }
+
+#ifndef _WIN32
+TEST(Settings, LoadingRefusesWhatIsNotASmallRegularFile) {
+    test::TempDirectory dir;
+    const auto message = [](const std::string& path) {
+        try {
+            Settings::load(path);
+        } catch (const Exception& e) {
+            return e.getMessage();
+        }
+        return std::string("loaded");
+    };
+    // A FIFO without a writer would block a plain open for ever; a device never ends.
+    ASSERT_EQ(::mkfifo(dir.file("fifo.ini").c_str(), 0600), 0);
+    EXPECT_EQ(
+        message(dir.file("fifo.ini")),
+        "cannot read the settings file " + dir.file("fifo.ini") + ": it is not a regular file");
+    EXPECT_EQ(message("/dev/zero"),
+              "cannot read the settings file /dev/zero: it is not a regular file");
+    const std::string big = dir.write("big.ini", std::string(Settings::kMaxFileBytes + 1, ';'));
+    EXPECT_EQ(message(big), "cannot read the settings file " + big + ": it is larger than " +
+                                std::to_string(Settings::kMaxFileBytes) + " bytes");
+    const std::string limit = dir.write("limit.ini", std::string(Settings::kMaxFileBytes, ';'));
+    EXPECT_EQ(message(limit), "loaded");
+}
+#endif
 
 TEST(Resource, OverridesSplitTheSectionAtTheFirstDot) {
     Resource::setSettings(

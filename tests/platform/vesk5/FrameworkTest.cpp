@@ -8,6 +8,7 @@
 
 #include "platform/kvo/Console.hpp"
 #include "platform/kvo/Resource.hpp"
+#include "platform/kvo/SafeFile.hpp"
 #include "platform/kvo/System.hpp"
 #include "platform/vesk5/host/StopSignal.hpp"
 #include "support/TempDirectory.hpp"
@@ -53,7 +54,11 @@ TestResult toneTest(const DiagDevice& device) {
     DiagModule::informative(toneEvent, "ToneTest", 12);
     DiagModule::percentDone(33);
     DiagModule::percentDone(66);
-    std::ofstream(DiagModule::getBaseDirectory() + "/logs/440.wav") << "RIFF";
+    // Another run in the same folder writes a file meanwhile: not this run's to report.
+    std::ofstream(DiagModule::getBaseDirectory() + "/logs/other-run.wav") << "RIFF";
+    kvo::FileWriter recording(DiagModule::getBaseDirectory() + "/logs/440.wav");
+    recording.write("RIFF");
+    recording.commit();
     return script.answer;
 }
 

@@ -22,15 +22,10 @@ bool echoes(int terminal) {
            (mode.c_lflag & ICANON) != 0;
 }
 
-// The console dialog reads single keys without echo; a second Ctrl-C ends the
-// process at once. The user's shell must not go on without echo afterwards.
-TEST(StopSignal, ASecondInterruptEndsTheProcessWithTheTerminalPutBack) {
-    int master = -1;
-    int terminal = -1;
-    ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
-    ASSERT_TRUE(echoes(terminal));
+// Runs a child that takes the keyboard as the console dialog does, is interrupted
+// `interrupts` times and then never ends by itself; returns its wait status.
+int interruptedChild(int terminal, int interrupts) {
     const pid_t child = fork();
-    ASSERT_GE(child, 0);
     if (child == 0) {
         dup2(terminal, STDIN_FILENO);
         installStopSignal();
@@ -38,17 +33,34 @@ TEST(StopSignal, ASecondInterruptEndsTheProcessWithTheTerminalPutBack) {
         if (echoes(terminal)) {
             _exit(98);  // the keyboard was not taken: nothing would be tested
         }
-        raise(SIGINT);  // asks the test to stop
-        raise(SIGINT);  // ends the process
-        _exit(99);
+        for (int i = 0; i < interrupts; ++i) {
+            raise(SIGINT);
+        }
+        for (;;) {
+            pause();  // a test that does not stop
+        }
     }
     int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), TestResult::USERABORTED().value());
-    EXPECT_TRUE(echoes(terminal));
-    close(terminal);
-    close(master);
+    waitpid(child, &status, 0);
+    return status;
+}
+
+// The console dialog reads single keys without echo. A second Ctrl-C gives a
+// test that does not stop a few seconds to put the levels back, a third ends the
+// process at once; either way the user's shell must not go on without echo.
+TEST(StopSignal, ASecondInterruptEndsAStuckProcessAndAThirdAtOnceWithTheTerminalPutBack) {
+    for (const int interrupts : {2, 3}) {
+        int master = -1;
+        int terminal = -1;
+        ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
+        ASSERT_TRUE(echoes(terminal));
+        const int status = interruptedChild(terminal, interrupts);
+        ASSERT_TRUE(WIFEXITED(status)) << interrupts;
+        EXPECT_EQ(WEXITSTATUS(status), TestResult::USERABORTED().value()) << interrupts;
+        EXPECT_TRUE(echoes(terminal)) << interrupts;
+        close(terminal);
+        close(master);
+    }
 }
 
 }  // namespace

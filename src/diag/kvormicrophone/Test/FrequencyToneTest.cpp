@@ -462,16 +462,14 @@ void FrequencyToneTest::restoreMuteAndVolumeLevels() {
 
 void FrequencyToneTest::setupWaveFilePath() {
     m_logDirectory = DiagModule::getBaseDirectory() + kSep + "logs";
-    if (!kvo::FileSystem::exists(m_logDirectory)) {
-        // Without a log directory the files go to the root of the current drive.
-        m_logDirectory.clear();
-    }
     KVO_LOG(toneLogger(), kvo::kLogDetail, "Wave files will be stored here  {}", m_logDirectory);
 }
 
 void FrequencyToneTest::createWaveFile() {
     const auto frequency = static_cast<std::uint32_t>(m_currentTone.left);
     const kvo::String path = m_logDirectory + kSep + std::to_string(frequency) + ".wav";
+    // The files stay in the base folder even when logs/ was removed during the run.
+    kvo::FileSystem::createDirectories(m_logDirectory);
     const libAudio::StaticPCMBuffer& track = m_signalRecording.captureTrack;
     libAudio::createPCMWaveFile(path, m_captureFormat, track.pcmStorage.data(),
                                 track.pcmStorage.size());

@@ -1,5 +1,8 @@
 #include "MicrophoneBoostControl.hpp"
 
+#include <algorithm>
+#include <vector>
+
 #include "diag/kvormicrophone/ModuleLogger.hpp"
 #include "platform/kvo/TraceLogger.hpp"
 
@@ -38,30 +41,46 @@ bool MicrophoneBoostControl::initialize(audio::AudioDevice& microphone) {
 }
 
 // Depth first, downstream from the adapter's connector: a part that has a
-// volume level is a gain stage whatever its type. The topology is a tree
-// there, so no part is visited twice.
-void MicrophoneBoostControl::registerVolumeControllers(const std::shared_ptr<audio::IPart>& part) {
+// volume level is a gain stage whatever its type. The walk keeps its own stack,
+// so that a topology of any depth cannot overflow the thread's, and it visits at
+// most kMaxParts parts, so that a topology that loops back cannot hold it.
+void MicrophoneBoostControl::registerVolumeControllers(const std::shared_ptr<audio::IPart>& root) {
     kvo::TraceLogger trace(moduleLogger(), "MicrophoneBoostControl::registerVolumeControllers",
                            "MicrophoneBoostControl");
-    std::shared_ptr<audio::IAudioVolumeLevel> controller;
-    if (succeeded(part->Activate(controller)) && controller != nullptr) {
-        KVO_LOG_TAG(moduleLogger(), kvo::kLogDetail, 40, "Appending volume controller");
-        parts.append(part);
-        controllers.append(controller);
-        float level = 0.0F;
-        controller->GetLevel(0, level);
-        savedLevels.append(level);
-    }
-    std::shared_ptr<audio::IPartsList> outgoing;
-    if (succeeded(part->EnumPartsOutgoing(outgoing)) && outgoing != nullptr) {
-        std::uint32_t count = 0;
-        const bool counted = succeeded(outgoing->GetCount(count));
-        KVO_LOG_TAG(moduleLogger(), kvo::kLogDetail, 54, "Number of part count {}", count);
-        for (std::uint32_t i = 0; counted && i < count; ++i) {
-            std::shared_ptr<audio::IPart> next;
-            if (succeeded(outgoing->GetPart(i, next)) && next != nullptr) {
-                registerVolumeControllers(next);
+    std::vector<std::shared_ptr<audio::IPart>> pending{root};
+    std::uint32_t visited = 0;
+    while (!pending.empty()) {
+        if (++visited > kMaxParts) {
+            KVO_LOG(moduleLogger(), kvo::kLogError,
+                    "The topology behind {} has more than {} parts; the rest is not searched",
+                    micName, kMaxParts);
+            return;
+        }
+        const std::shared_ptr<audio::IPart> part = std::move(pending.back());
+        pending.pop_back();
+        std::shared_ptr<audio::IAudioVolumeLevel> controller;
+        if (succeeded(part->Activate(controller)) && controller != nullptr) {
+            KVO_LOG_TAG(moduleLogger(), kvo::kLogDetail, 40, "Appending volume controller");
+            parts.append(part);
+            controllers.append(controller);
+            float level = 0.0F;
+            controller->GetLevel(0, level);
+            savedLevels.append(level);
+        }
+        std::shared_ptr<audio::IPartsList> outgoing;
+        if (succeeded(part->EnumPartsOutgoing(outgoing)) && outgoing != nullptr) {
+            std::uint32_t count = 0;
+            const bool counted = succeeded(outgoing->GetCount(count));
+            KVO_LOG_TAG(moduleLogger(), kvo::kLogDetail, 54, "Number of part count {}", count);
+            // Pushed last to first, so that the first outgoing part is searched first.
+            const std::size_t firstChild = pending.size();
+            for (std::uint32_t i = 0; counted && i < count; ++i) {
+                std::shared_ptr<audio::IPart> next;
+                if (succeeded(outgoing->GetPart(i, next)) && next != nullptr) {
+                    pending.push_back(std::move(next));
+                }
             }
+            std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(firstChild), pending.end());
         }
     }
 }

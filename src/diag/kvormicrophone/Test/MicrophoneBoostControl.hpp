@@ -22,8 +22,11 @@ public:
 
     std::uint32_t stageCount() const { return controllers.size(); }
 
+    // The most parts one topology walk visits.
+    static constexpr std::uint32_t kMaxParts = 1u << 20;
+
 private:
-    void registerVolumeControllers(const std::shared_ptr<audio::IPart>& part);
+    void registerVolumeControllers(const std::shared_ptr<audio::IPart>& root);
 
     std::shared_ptr<audio::IConnector> connector;
     kvo::Array<std::shared_ptr<audio::IPart>> parts;

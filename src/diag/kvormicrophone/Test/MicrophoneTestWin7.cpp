@@ -29,10 +29,8 @@ bool generateRecordingSetting() {
 }
 
 kvo::String engineLogDirectory() {
-    const kvo::String base = vesk5::DiagModule::getBaseDirectory();
-    const kvo::String logs =
-        base + kvo::FileSystem::kPathSeparator + "logs" + kvo::FileSystem::kPathSeparator;
-    return kvo::FileSystem::exists(logs) ? logs : base + kvo::FileSystem::kPathSeparator;
+    return vesk5::DiagModule::getBaseDirectory() + kvo::FileSystem::kPathSeparator + "logs" +
+           kvo::FileSystem::kPathSeparator;
 }
 
 // Numbers recordings across the whole process, so that later runs never overwrite earlier files.
@@ -338,6 +336,8 @@ int MicrophoneTestWin7::record() {
 void MicrophoneTestWin7::saveRecording() {
     const kvo::String path =
         m_logDirectory + "MicrophoneTest_" + std::to_string(recordingNumber++) + ".wav";
+    // The files stay in the base folder even when logs/ was removed during the run.
+    kvo::FileSystem::createDirectories(m_logDirectory);
     libAudio::createPCMWaveFile(path, m_recordingBuffer.format.Format,
                                 m_recordingBuffer.pcmStorage.data(),
                                 m_recordingBuffer.pcmStorage.size());

@@ -199,6 +199,12 @@ public:
         if (percentOf(device->volume) == percent) {
             return true;
         }
+        // The level the device had before this process changed it is put back exactly,
+        // with its channel balance and above 100 %, where a percentage cannot say it.
+        if (const auto original = server_->originalVolume(flow_, name_);
+            original && percentOf(*original) == percent) {
+            return server_->setVolume(flow_, name_, *original);
+        }
         pa_cvolume volume = device->volume;
         pa_cvolume_scale(&volume,
                          static_cast<pa_volume_t>(std::uint64_t{percent} * PA_VOLUME_NORM / 100));

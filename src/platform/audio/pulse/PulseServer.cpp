@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <pulse/rtclock.h>
+
 #include <cstdio>
 
 #include "platform/kvo/Logger.hpp"
@@ -179,12 +181,15 @@ std::shared_ptr<PulseServer> PulseServer::connect(const std::string& application
         Lock lock(server->mainloop_);
         // No autospawn: a diagnostic reports a missing server, it does not start one.
         if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0) {
+            const pa_usec_t deadline = answerDeadline();
             while (pa_context_get_state(context) != PA_CONTEXT_READY &&
-                   PA_CONTEXT_IS_GOOD(pa_context_get_state(context))) {
-                pa_threaded_mainloop_wait(server->mainloop_);
+                   PA_CONTEXT_IS_GOOD(pa_context_get_state(context)) &&
+                   server->waitForAnswer(deadline)) {
             }
         }
-        if (pa_context_get_state(context) == PA_CONTEXT_READY) {
+        if (server->stoppedAnswering_) {
+            reason = "the audio server stopped answering";
+        } else if (pa_context_get_state(context) == PA_CONTEXT_READY) {
             const pa_subscription_mask_t mask = static_cast<pa_subscription_mask_t>(
                 PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SOURCE |
                 PA_SUBSCRIPTION_MASK_CARD | PA_SUBSCRIPTION_MASK_SERVER);
@@ -192,6 +197,11 @@ std::shared_ptr<PulseServer> PulseServer::connect(const std::string& application
         } else {
             reason = pa_strerror(pa_context_errno(context));
         }
+    }
+    if (server->stoppedAnswering_) {
+        throw ConnectionError(
+            "the audio server stopped answering; restart PulseAudio or PipeWire, or use "
+            "--audio sim to run on a simulated PC");
     }
     if (!reason.empty()) {
         throw ConnectionError(fmt::format(
@@ -266,9 +276,9 @@ bool PulseServer::waitLocked(pa_operation* operation) {
         return false;
     }
     pa_operation_set_state_callback(operation, onOperationState, mainloop_);
+    const pa_usec_t deadline = answerDeadline();
     while (pa_operation_get_state(operation) == PA_OPERATION_RUNNING &&
-           PA_CONTEXT_IS_GOOD(pa_context_get_state(context_))) {
-        pa_threaded_mainloop_wait(mainloop_);
+           PA_CONTEXT_IS_GOOD(pa_context_get_state(context_)) && waitForAnswer(deadline)) {
     }
     const bool done = pa_operation_get_state(operation) == PA_OPERATION_DONE;
     if (!done) {
@@ -277,6 +287,45 @@ bool PulseServer::waitLocked(pa_operation* operation) {
     pa_operation_set_state_callback(operation, nullptr, nullptr);
     pa_operation_unref(operation);
     return done;
+}
+
+namespace {
+
+extern "C" void onAnswerTimeout(pa_mainloop_api*, pa_time_event*, const struct timeval*,
+                                void* mainloop) {
+    pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(mainloop), 0);
+}
+
+}  // namespace
+
+pa_usec_t PulseServer::answerDeadline() {
+    return pa_rtclock_now() + kAnswerTimeoutUs;
+}
+
+bool PulseServer::waitForAnswer(pa_usec_t deadline) {
+    if (stoppedAnswering_) {
+        return false;
+    }
+    pa_time_event* timer = pa_context_rttime_new(context_, deadline, onAnswerTimeout, mainloop_);
+    pa_threaded_mainloop_wait(mainloop_);
+    if (timer != nullptr) {
+        pa_threaded_mainloop_get_api(mainloop_)->time_free(timer);
+    }
+    if (pa_rtclock_now() < deadline) {
+        return true;
+    }
+    stoppedAnswering_ = true;
+    if (wasReady_) {
+        // Said once, on the terminal too: what follows (devices gone, streams ended)
+        // would otherwise read like missing hardware.
+        const char* const message =
+            "the audio server stopped answering; the audio devices are gone until it is "
+            "restarted";
+        KVO_LOG(pulseLogger(), kvo::kLogError, "{}", message);
+        std::fprintf(stderr, "kvormicrophone: %s\n", message);
+    }
+    pa_context_disconnect(context_);
+    return false;
 }
 
 std::optional<ServerInfo> PulseServer::serverInfo() {
@@ -337,7 +386,17 @@ std::optional<std::vector<ModuleInfo>> PulseServer::modules() {
                      result);
 }
 
+std::optional<pa_cvolume> PulseServer::originalVolume(EDataFlow flow, const std::string& name) {
+    std::lock_guard lock(originalMutex_);
+    const auto it = originalVolumes_.find({flow, name});
+    return it == originalVolumes_.end() ? std::nullopt : std::optional<pa_cvolume>(it->second);
+}
+
 bool PulseServer::setVolume(EDataFlow flow, const std::string& name, const pa_cvolume& volume) {
+    if (const auto before = device(flow, name)) {
+        std::lock_guard lock(originalMutex_);
+        originalVolumes_.emplace(std::pair{flow, name}, before->volume);
+    }
     int success = 0;
     Lock lock(mainloop_);
     const bool done =

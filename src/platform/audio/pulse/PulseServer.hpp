@@ -103,7 +103,10 @@ public:
     std::optional<std::vector<CardInfo>> cards();
     std::optional<std::vector<ModuleInfo>> modules();
 
+    // Sets a device's volume. The first change of a device in this process keeps
+    // what it had (every channel, above 100 % too), for originalVolume().
     bool setVolume(EDataFlow flow, const std::string& name, const pa_cvolume& volume);
+    std::optional<pa_cvolume> originalVolume(EDataFlow flow, const std::string& name);
     bool setMute(EDataFlow flow, const std::string& name, bool muted);
 
     // The main loop's lock and wait, for the stream objects. A stream's
@@ -111,8 +114,17 @@ public:
     pa_threaded_mainloop* mainloop() { return mainloop_; }
     pa_context* context() { return context_; }
     // Waits for `operation` (unreferenced here) under the lock; false when it
-    // did not complete because the connection went away.
+    // did not complete because the connection went away or the server stopped answering.
     bool waitLocked(pa_operation* operation);
+    // One wait for a signal of the main loop, under the lock, until `deadline` at the
+    // latest (an answerDeadline()). A server that has not answered by then is taken as
+    // gone: the connection is closed, so that every later call fails at once, and the
+    // user is told once. Returns false then.
+    bool waitForAnswer(pa_usec_t deadline);
+    static pa_usec_t answerDeadline();
+
+    // How long one request may take before the server counts as stopped.
+    static constexpr pa_usec_t kAnswerTimeoutUs = 3 * PA_USEC_PER_SEC;
 
     // Observers of the cards' endpoints; called on the notification thread,
     // never with the main loop locked.
@@ -147,7 +159,8 @@ private:
 
     pa_threaded_mainloop* mainloop_ = nullptr;
     pa_context* context_ = nullptr;
-    bool wasReady_ = false;  // main loop thread only
+    bool wasReady_ = false;          // main loop thread only
+    bool stoppedAnswering_ = false;  // under the main loop's lock
 
     std::mutex eventMutex_;
     std::condition_variable eventReady_;
@@ -156,6 +169,8 @@ private:
     std::thread notifier_;
 
     std::shared_ptr<ObserverRegistry> observers_ = std::make_shared<ObserverRegistry>();
+    std::mutex originalMutex_;
+    std::map<std::pair<EDataFlow, std::string>, pa_cvolume> originalVolumes_;
     std::map<std::pair<int, std::uint32_t>, Known> known_;  // (flow, index), notifier only
 };
 

@@ -91,9 +91,10 @@ pa_stream* openStream(PulseServer& server, EDataFlow flow, const std::string& de
                                                nullptr, nullptr);
     }
     if (connected == 0) {
+        const pa_usec_t deadline = PulseServer::answerDeadline();
         while (pa_stream_get_state(stream) == PA_STREAM_CREATING &&
-               PA_CONTEXT_IS_GOOD(pa_context_get_state(context))) {
-            pa_threaded_mainloop_wait(server.mainloop());
+               PA_CONTEXT_IS_GOOD(pa_context_get_state(context)) &&
+               server.waitForAnswer(deadline)) {
         }
     }
     if (connected != 0 || pa_stream_get_state(stream) != PA_STREAM_READY) {

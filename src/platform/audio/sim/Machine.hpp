@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -119,7 +120,9 @@ struct Machine {
 // Parses and validates machine JSON; throws MachineFileError whose message
 // begins with `origin`.
 Machine parseMachine(std::string_view json, const std::string& origin);
-// Reads and parses a machine file; throws MachineFileError.
+// A machine file describes a few devices; anything larger is refused unread.
+inline constexpr std::size_t kMaxMachineFileBytes = 4u << 20;
+// Reads and parses a regular file of at most that size; throws MachineFileError.
 Machine loadMachineFile(const std::string& path);
 
 // The built-in typical laptop, as machine JSON.

@@ -4,14 +4,13 @@
 #include <array>
 #include <cctype>
 #include <cmath>
-#include <fstream>
 #include <set>
 #include <sstream>
 #include <utility>
 
 #include "Machine.hpp"
+#include "platform/kvo/SafeFile.hpp"
 #include "platform/kvo/String.hpp"
-#include "platform/kvo/System.hpp"
 
 namespace audio::sim {
 namespace {
@@ -593,7 +592,11 @@ Machine parseMachine(std::string_view text, const std::string& origin) {
     try {
         document = json::parse(text.begin(), text.end());
     } catch (const json::parse_error& e) {
-        throw MachineFileError(origin + ": not valid JSON: " + e.what());
+        // The parser's own message quotes the text it read: the file may be anyone's.
+        throw MachineFileError(origin + ": not valid JSON (at byte " + std::to_string(e.byte) +
+                               ")");
+    } catch (const json::exception&) {
+        throw MachineFileError(origin + ": not valid JSON (a number out of range)");
     }
     try {
         return parseDocument(document, origin);
@@ -603,13 +606,12 @@ Machine parseMachine(std::string_view text, const std::string& origin) {
 }
 
 Machine loadMachineFile(const std::string& path) {
-    std::ifstream file(kvo::toPath(path), std::ios::binary);
-    if (!file) {
-        throw MachineFileError(path + ": cannot be read");
+    std::string text;
+    std::string problem;
+    if (!kvo::readRegularFile(path, kMaxMachineFileBytes, text, problem)) {
+        throw MachineFileError(path + ": cannot be read: " + problem);
     }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return parseMachine(text.str(), path);
+    return parseMachine(text, path);
 }
 
 Machine defaultMachine() {

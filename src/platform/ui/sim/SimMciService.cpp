@@ -5,6 +5,7 @@
 #include "common/libAudio-common/PCMSupport.hpp"
 #include "common/libAudio-common/StaticPCMBuffer.hpp"
 #include "platform/audio/WaveFile.hpp"
+#include "platform/audio/WaveFormat.hpp"
 #include "platform/kvo/System.hpp"
 
 namespace ui::sim {
@@ -14,12 +15,6 @@ namespace {
 constexpr std::size_t kProductNameLength = 31;
 constexpr std::uint32_t kLastPacketMs = 20;
 constexpr std::uint32_t kPollMs = 5;
-
-bool isMciInputFormat(const audio::WAVEFORMATEX& format) {
-    return format.wFormatTag == audio::WAVE_FORMAT_PCM &&
-           (format.wBitsPerSample == 8 || format.wBitsPerSample == 16) &&
-           (format.nChannels == 1 || format.nChannels == 2) && format.nSamplesPerSec > 0;
-}
 
 }  // namespace
 
@@ -131,9 +126,7 @@ MCIERROR SimMciService::setInputFormat(MCIDEVICEID id, std::uint32_t inputDevice
         return MCIERR_INVALID_DEVICE_ID;
     }
     if ((inputDevice != audio::WAVE_MAPPER_ID && inputDevice >= waveInDeviceCount()) ||
-        !isMciInputFormat(format) ||
-        format.nBlockAlign != format.nChannels * format.wBitsPerSample / 8 ||
-        format.nAvgBytesPerSec != format.nBlockAlign * format.nSamplesPerSec) {
+        !audio::isWaveFormat(format)) {
         return MCIERR_WAVE_INPUTSUNSUITABLE;
     }
     device->inputDevice = inputDevice;

@@ -78,11 +78,21 @@ std::unique_ptr<DeviceSource> openAudioDevices(const Options& options) {
                         options.audio, audio::backendNames()));
     }
     if (!options.machine.empty() && !backend->takesMachineFile) {
-        throw kvo::Exception(fmt::format("--machine describes a simulated PC; it needs --audio {}",
-                                         machineBackendNames()));
+        throw UsageError(fmt::format("--machine describes a simulated PC; it needs --audio {}",
+                                     machineBackendNames()));
     }
-    return std::make_unique<AudioDevices>(
-        *backend, backend->open(audio::BackendOptions{options.machine, options.realtime}));
+    if (options.machine.empty()) {
+        return std::make_unique<AudioDevices>(
+            *backend, backend->open(audio::BackendOptions{options.machine, options.realtime}));
+    }
+    try {
+        return std::make_unique<AudioDevices>(
+            *backend, backend->open(audio::BackendOptions{options.machine, options.realtime}));
+    } catch (const kvo::Exception& error) {
+        // The machine file is part of the command line: one the simulated PC cannot be
+        // built from is a usage error.
+        throw UsageError(error.getMessage());
+    }
 }
 
 }  // namespace

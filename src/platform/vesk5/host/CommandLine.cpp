@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <set>
 
 namespace vesk5::host {
 
@@ -92,9 +93,17 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
     run->add_option("--ui", options.ui)->check(CLI::IsMember({"console", "scripted", "win32"}));
     run->add_option("--answer", options.answer)->check(CLI::IsMember({"pass", "fail", "cancel"}));
 
-    for (const std::string& argument : arguments) {
-        if (argument == "--help" || argument == "-h") {
+    // Help is asked for by an argument of its own, not by the value of an option
+    // ("--base-dir -h" names a folder).
+    static const std::set<std::string> kTakesValue{"--param",     "--setting",  "--audio",
+                                                   "--machine",   "--base-dir", "--report",
+                                                   "--log-level", "--ui",       "--answer"};
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        if (arguments[i] == "--help" || arguments[i] == "-h") {
             return options;
+        }
+        if (kTakesValue.count(arguments[i]) != 0) {
+            ++i;
         }
     }
     if (arguments.empty()) {
@@ -106,6 +115,15 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
         app.parse(reversed);
     } catch (const CLI::ParseError& error) {
         throw UsageError(error.what());
+    }
+    // An empty name would silently mean "the default" instead of what was typed.
+    for (CLI::App* command : {devices, run}) {
+        for (const char* name : {"--base-dir", "--machine", "--report"}) {
+            const CLI::Option* option = command->get_option_no_throw(name);
+            if (option != nullptr && option->count() > 0 && option->results().back().empty()) {
+                throw UsageError(std::string(name) + " needs a value that is not empty");
+            }
+        }
     }
     if (list->parsed()) {
         options.command = Command::List;

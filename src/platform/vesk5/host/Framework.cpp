@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "EventCatalogue.hpp"
+#include "JsonText.hpp"
 #include "LogDirectory.hpp"
 #include "StopSignal.hpp"
 #include "Terminal.hpp"
@@ -16,6 +17,7 @@
 #include "platform/kvo/FileSystem.hpp"
 #include "platform/kvo/LogSinks.hpp"
 #include "platform/kvo/Resource.hpp"
+#include "platform/kvo/SafeFile.hpp"
 #include "platform/kvo/System.hpp"
 
 namespace vesk5::host {
@@ -214,11 +216,11 @@ int Framework::list(bool json) {
         for (const auto& event : events_) {
             events.push_back({{"key", event->key()}, {"text", eventText(event->key())}});
         }
-        kvo::cout() << nlohmann::json{{"module", "kvormicrophone"},
-                                      {"version", version_},
-                                      {"tests", tests},
-                                      {"events", events}}
-                           .dump(2)
+        kvo::cout() << jsonText(nlohmann::json{{"module", "kvormicrophone"},
+                                               {"version", version_},
+                                               {"tests", tests},
+                                               {"events", events}},
+                                2)
                     << std::endl;
         return TestResult::PASS().value();
     }
@@ -244,8 +246,12 @@ int Framework::devices(const Options& options) {
         std::unique_ptr<DeviceSource> source = deviceSources.open != nullptr
                                                    ? deviceSources.open(options)
                                                    : std::make_unique<NoDevices>();
-        kvo::cout() << source->describeDevices(options.json) << std::flush;
+        const std::string description = source->describeDevices(options.json);
+        kvo::cout() << (options.json ? description : printable(description, true)) << std::flush;
         return TestResult::PASS().value();
+    } catch (const UsageError& error) {
+        kvo::cerr() << "kvormicrophone: " << error.what() << std::endl;
+        return TestResult::BADPARAMS().value();
     } catch (const kvo::Exception& error) {
         kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
         return TestResult::CANNOTRUN().value();
@@ -302,8 +308,19 @@ std::string Framework::prepareBaseDirectory(const Options& options) {
     if (baseDirectory_.empty()) {
         return "no per-user folder to write to (HOME is not set); name one with --base-dir";
     }
-    if (!kvo::FileSystem::createDirectories(logDirectory(baseDirectory_))) {
-        return fmt::format("cannot create the log directory {}", logDirectory(baseDirectory_));
+    if (std::string problem = prepareLogDirectory(baseDirectory_); !problem.empty()) {
+        return problem;
+    }
+    baseFolderLock_ = std::make_unique<BaseFolderLock>();
+    if (std::string problem = baseFolderLock_->acquire(baseDirectory_); !problem.empty()) {
+        baseFolderLock_.reset();
+        return problem;
+    }
+    // Refused now rather than after the tests have run for nothing.
+    if (!options.reportPath.empty()) {
+        if (const std::string problem = kvo::checkWritable(options.reportPath); !problem.empty()) {
+            return fmt::format("cannot write the report file {}: {}", options.reportPath, problem);
+        }
     }
     return {};
 }
@@ -364,6 +381,10 @@ int Framework::run(const Options& options) {
         kvo::Logger::addSink(logFile_);
         deviceSource_ = deviceSources.open != nullptr ? deviceSources.open(options)
                                                       : std::make_unique<NoDevices>();
+    } catch (const UsageError& error) {
+        kvo::cerr() << "kvormicrophone: " << error.what() << std::endl;
+        closeLogFile();
+        return TestResult::BADPARAMS().value();
     } catch (const kvo::Exception& error) {
         kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
         closeLogFile();
@@ -390,8 +411,15 @@ int Framework::run(const Options& options) {
 
     TestResult overall = TestResult::PASS();
     for (Test* test : selected) {
+        if (endRequested()) {
+            overall = combine(overall, TestResult::USERABORTED());
+            break;
+        }
         overall = combine(overall, runTest(*test));
     }
+    // Log lines written between the tests count too.
+    std::vector<std::string> betweenTests;
+    overall = combine(overall, settleFiles(TestResult::PASS(), betweenTests));
     output_->runResult(overall);
     output_->whereFiles(logDirectory(baseDirectory_) + "/kvormicrophone.log",
                         logDirectory(baseDirectory_));
@@ -412,6 +440,7 @@ int Framework::run(const Options& options) {
 void Framework::closeDevices() {
     deviceSource_.reset();
     closeLogFile();
+    baseFolderLock_.reset();
 }
 
 void Framework::closeLogFile() {
@@ -419,6 +448,47 @@ void Framework::closeLogFile() {
         kvo::Logger::removeSink(logFile_);
         logFile_.reset();
     }
+}
+
+TestResult Framework::runGuarded(Test& test, const DiagDevice& device) {
+    std::string problem;
+    try {
+        return test.function()(device);
+    } catch (const kvo::Exception& error) {
+        problem = error.getMessage();
+    } catch (const std::exception& error) {
+        problem = error.what();
+    } catch (...) {
+        problem = "an exception of unknown type";
+    }
+    KVO_LOG(kvo::Logger::get("vesk5"), kvo::kLogError, "{} ended by an internal error: {}",
+            test.name(), problem);
+    kvo::cerr() << "kvormicrophone: " << test.name() << " ended by an internal error: " << problem
+                << std::endl;
+    return TestResult::EXITEDABNORMALLY();
+}
+
+TestResult Framework::settleFiles(TestResult result, std::vector<std::string>& files) {
+    kvo::FileJournal journal = kvo::takeFileJournal();
+    const std::string logs = logDirectory(baseDirectory_);
+    for (std::string& path : journal.written) {
+        if (path.size() > logs.size() && path.compare(0, logs.size(), logs) == 0 &&
+            (path[logs.size()] == '/' || path[logs.size()] == '\\') &&
+            std::find(files.begin(), files.end(), path) == files.end()) {
+            files.push_back(std::move(path));
+        }
+    }
+    std::sort(files.begin(), files.end());
+    if (journal.failures.empty()) {
+        return result;
+    }
+    kvo::cerr() << "kvormicrophone: " << journal.failures.front()
+                << (journal.failures.size() > 1
+                        ? fmt::format(" (and {} more files)", journal.failures.size() - 1)
+                        : std::string())
+                << std::endl;
+    // A verdict on the hardware stands; a pass whose files are missing does not.
+    return result == TestResult::PASS() ? TestResult::CANNOTRUN() : result;
 }
 
 TestResult Framework::runTest(Test& test) {
@@ -448,17 +518,18 @@ TestResult Framework::runTest(Test& test) {
     }
     TestResult overall = TestResult::PASS();
     for (const DiagDevice& device : candidates) {
-        const LogDirectorySnapshot before(logDirectory(baseDirectory_));
+        kvo::takeFileJournal();  // what was written before this test is not its own
         {
             std::lock_guard lock(runMutex_);
             currentTest_ = test.name();
             report_->beginTest(test.name(), device.name());
         }
         output_->testStarted(test.name(), device.name());
-        const TestResult result = test.function()(device);
+        std::vector<std::string> files;
+        const TestResult result = settleFiles(runGuarded(test, device), files);
         {
             std::lock_guard lock(runMutex_);
-            report_->endTest(result, before.changedFiles());
+            report_->endTest(result, std::move(files));
             currentTest_.clear();
         }
         output_->testResult(test.name(), result, deviceSource_->simulated());

@@ -7,6 +7,7 @@
 
 #include "CommandLine.hpp"
 #include "DeviceSource.hpp"
+#include "LogDirectory.hpp"
 #include "RunOutput.hpp"
 #include "RunReport.hpp"
 #include "platform/vesk5/DiagModule.hpp"
@@ -80,6 +81,12 @@ private:
     std::string applySettings(const Options& options);
     TestResult runTest(Test& test);
     void closeLogFile();
+    // Runs the test function; an exception that escapes it is logged and ends the test
+    // EXITEDABNORMALLY, and the run goes on to tear down and put the user's levels back.
+    TestResult runGuarded(Test& test, const DiagDevice& device);
+    // Adds the files under logs/ that the test wrote to `files`; a file it could not
+    // write is reported on one line and turns a pass into CANNOTRUN.
+    TestResult settleFiles(TestResult result, std::vector<std::string>& files);
 
     std::vector<std::unique_ptr<Test>> tests_;
     std::vector<std::unique_ptr<Event>> events_;
@@ -93,6 +100,7 @@ private:
     std::mutex runMutex_;
     std::unique_ptr<DeviceSource> deviceSource_;
     std::shared_ptr<kvo::FileLogSink> logFile_;
+    std::unique_ptr<BaseFolderLock> baseFolderLock_;
     std::vector<DiagDevice> optionalDevices_;
     std::unique_ptr<RunOutput> output_;
     std::unique_ptr<RunReport> report_;

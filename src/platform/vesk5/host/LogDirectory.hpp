@@ -1,33 +1,29 @@
 #pragma once
 
-#include <map>
+#include <cstdint>
 #include <string>
-#include <vector>
 
 namespace vesk5::host {
 
 // "<base>/logs": the run's log file and the recordings a test writes.
 std::string logDirectory(const std::string& baseDirectory);
 
-// The plain files of a directory with their sizes and times, to tell which
-// files a test wrote.
-class LogDirectorySnapshot {
+// Creates "<base>/logs" when missing. Returns "" or the reason it cannot be
+// used: a link there would send the run's files out of the base folder.
+std::string prepareLogDirectory(const std::string& baseDirectory);
+
+// Holds "<base>/logs/kvormicrophone.lock" for as long as it lives, so that a
+// second run on the same base folder is refused instead of mixing its log,
+// recordings and the user's levels with this one's. The operating system
+// drops the hold when the process ends, however it ends.
+class BaseFolderLock {
 public:
-    explicit LogDirectorySnapshot(std::string directory);
-    // Paths of files that are new or changed since the snapshot, sorted; the run's log file
-    // excluded.
-    std::vector<std::string> changedFiles() const;
+    // Returns "" when held, else the one-line reason.
+    std::string acquire(const std::string& baseDirectory);
+    ~BaseFolderLock();
 
 private:
-    struct Stamp {
-        unsigned long long size;
-        long long modified;
-        bool operator==(const Stamp&) const = default;
-    };
-    static std::map<std::string, Stamp> scan(const std::string& directory);
-
-    std::string directory_;
-    std::map<std::string, Stamp> files_;
+    std::intptr_t handle_ = -1;
 };
 
 }  // namespace vesk5::host

@@ -1,5 +1,9 @@
 #include "RunOutput.hpp"
 
+#include "JsonText.hpp"
+#include "StopSignal.hpp"
+#include "Terminal.hpp"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -40,6 +44,14 @@ std::string progressBar(int percent) {
 RunOutput::RunOutput(std::ostream& stream, bool json, bool progressBar)
     : stream_(stream), json_(json), progressBar_(progressBar && !json) {}
 
+void RunOutput::checkWritten() {
+    // Nobody reads the output any more (a closed pipe, a closed terminal): stop as on Ctrl-C.
+    if (!stream_ && !lost_) {
+        lost_ = true;
+        requestStop();
+    }
+}
+
 void RunOutput::endProgressLine() {
     if (progressLineOpen_) {
         stream_ << '\n';
@@ -49,49 +61,54 @@ void RunOutput::endProgressLine() {
 
 void RunOutput::note(const std::string& text) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "note"}, {"text", text}}.dump() << std::endl;
+        stream_ << jsonText(nlohmann::json{{"type", "note"}, {"text", text}}) << std::endl;
         return;
     }
     endProgressLine();
-    stream_ << text << std::endl;
+    stream_ << printable(text, true) << std::endl;
 }
 
 void RunOutput::testStarted(const std::string& test, const std::string& device) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "start"}, {"test", test}, {"device", device}}.dump()
+        stream_ << jsonText(nlohmann::json{{"type", "start"}, {"test", test}, {"device", device}})
                 << std::endl;
         return;
     }
     endProgressLine();
-    stream_ << fmt::format("{} on \"{}\"", test, device) << std::endl;
+    stream_ << fmt::format("{} on \"{}\"", test, printable(device)) << std::endl;
 }
 
 void RunOutput::event(const std::string& test, const RaisedEvent& event) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "event"},
-                                  {"test", test},
-                                  {"key", event.key},
-                                  {"severity", severityName(event.severity)},
-                                  {"text", event.text},
-                                  {"variables", variablesJson(event.variables)},
-                                  {"source", event.source},
-                                  {"line", event.line}}
-                       .dump()
+        stream_ << jsonText(nlohmann::json{{"type", "event"},
+                                           {"test", test},
+                                           {"key", event.key},
+                                           {"severity", severityName(event.severity)},
+                                           {"text", event.text},
+                                           {"variables", variablesJson(event.variables)},
+                                           {"source", event.source},
+                                           {"line", event.line}})
                 << std::endl;
         return;
     }
     endProgressLine();
-    stream_ << fmt::format("  {:<7} {}: {}", severityName(event.severity), event.key, event.text)
+    stream_ << fmt::format("  {:<7} {}: {}", severityName(event.severity), event.key,
+                           printable(event.text))
             << std::endl;
 }
 
 void RunOutput::progress(const std::string& test, int percent) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "progress"}, {"test", test}, {"percent", percent}}.dump()
+        stream_ << jsonText(
+                       nlohmann::json{{"type", "progress"}, {"test", test}, {"percent", percent}})
                 << std::endl;
     } else if (progressBar_) {
         stream_ << fmt::format("\r  [{}] {:3}%", progressBar(percent), percent) << std::flush;
@@ -103,13 +120,13 @@ void RunOutput::progress(const std::string& test, int percent) {
 
 void RunOutput::testResult(const std::string& test, TestResult result, bool simulated) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "result"},
-                                  {"test", test},
-                                  {"result", result.name()},
-                                  {"code", result.value()},
-                                  {"simulated", simulated}}
-                       .dump()
+        stream_ << jsonText(nlohmann::json{{"type", "result"},
+                                           {"test", test},
+                                           {"result", result.name()},
+                                           {"code", result.value()},
+                                           {"simulated", simulated}})
                 << std::endl;
         return;
     }
@@ -120,22 +137,20 @@ void RunOutput::testResult(const std::string& test, TestResult result, bool simu
 
 void RunOutput::runResult(TestResult result) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "run"},
-                                  {"result", result.name()},
-                                  {"code", result.value()}}
-                       .dump()
+        stream_ << jsonText(nlohmann::json{
+                       {"type", "run"}, {"result", result.name()}, {"code", result.value()}})
                 << std::endl;
     }
 }
 
 void RunOutput::whereFiles(const std::string& logFile, const std::string& recordingsDirectory) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "files"},
-                                  {"log", logFile},
-                                  {"recordings", recordingsDirectory}}
-                       .dump()
+        stream_ << jsonText(nlohmann::json{
+                       {"type", "files"}, {"log", logFile}, {"recordings", recordingsDirectory}})
                 << std::endl;
         return;
     }

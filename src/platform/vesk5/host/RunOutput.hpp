@@ -41,12 +41,19 @@ public:
 
 private:
     void endProgressLine();
+    void checkWritten();
+    // Checks, when a call ends, that what it wrote reached the stream.
+    struct WrittenCheck {
+        RunOutput& output;
+        ~WrittenCheck() { output.checkWritten(); }
+    };
 
     std::mutex mutex_;
     std::ostream& stream_;
     bool json_;
     bool progressBar_;
     bool progressLineOpen_ = false;
+    bool lost_ = false;
 };
 
 }  // namespace vesk5::host

@@ -3,12 +3,11 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
-#include <cstdio>
-#include <memory>
 #include <nlohmann/json.hpp>
 
+#include "JsonText.hpp"
 #include "platform/kvo/Exception.hpp"
-#include "platform/kvo/System.hpp"
+#include "platform/kvo/SafeFile.hpp"
 
 namespace vesk5::host {
 namespace {
@@ -83,15 +82,13 @@ std::string RunReport::toJson() const {
         {"module", "kvormicrophone"}, {"version", version_},           {"audio", audio_},
         {"simulated", simulated_},    {"started", isoTime(started_)},  {"ended", isoTime(ended_)},
         {"result", result_.name()},   {"resultCode", result_.value()}, {"tests", tests}};
-    return report.dump(2) + "\n";
+    return jsonText(report, 2) + "\n";
 }
 
 void RunReport::write(const std::string& path) const {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(kvo::System::fopen(path, "wb"),
-                                                               &std::fclose);
-    const std::string text = toJson();
-    if (!file || std::fwrite(text.data(), 1, text.size(), file.get()) != text.size()) {
-        throw kvo::Exception("cannot write the report file " + path);
+    kvo::FileWriter file(path);
+    if (!file.write(toJson()) || !file.commit()) {
+        throw kvo::Exception("cannot write the report file " + path + ": " + file.error());
     }
 }
 

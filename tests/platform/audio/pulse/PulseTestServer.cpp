@@ -65,6 +65,9 @@ PulseTestServer::PulseTestServer(Microphone microphone) {
 }
 
 PulseTestServer::~PulseTestServer() {
+    if (daemon_ > 0) {
+        ::kill(daemon_, SIGCONT);  // a frozen daemon could not be stopped
+    }
     if (running()) {
         runCommand(std::string(KVO_PULSE_SERVER_SCRIPT) + " stop " + directory_.path() + "/server");
         unsetenv("PULSE_SERVER");
@@ -82,6 +85,12 @@ void PulseTestServer::kill() {
         for (int tries = 0; tries < 500 && isAlive(daemon_); ++tries) {
             usleep(10000);
         }
+    }
+}
+
+void PulseTestServer::freeze() {
+    if (daemon_ > 0) {
+        ::kill(daemon_, SIGSTOP);
     }
 }
 

@@ -26,6 +26,8 @@ public:
     std::string pactl(const std::string& arguments) const;
     // Ends the daemon at once, as a crash would.
     void kill();
+    // Stops the daemon (SIGSTOP): it keeps its socket but answers nothing until destroyed.
+    void freeze();
 
 private:
     kvo::test::TempDirectory directory_;

@@ -1,0 +1,138 @@
+// Bad input that once crashed the program or was silently taken: each ends with
+// a defined result and a clear line, never an abort.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "ProgramRun.hpp"
+
+namespace kvo::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+nlohmann::json scenario(const std::string& name) {
+    std::ifstream file(std::string(KVO_SCENARIOS) + "/" + name + ".json");
+    return nlohmann::json::parse(file);
+}
+
+std::string writeMachine(const TempDirectory& base, const std::string& name,
+                         const nlohmann::json& machine) {
+    return base.write(name, machine.dump());
+}
+
+nlohmann::json& endpoint(nlohmann::json& machine, const std::string& id) {
+    for (nlohmann::json& candidate : machine["endpoints"]) {
+        if (candidate["id"] == id) {
+            return candidate;
+        }
+    }
+    throw std::runtime_error("no endpoint " + id);
+}
+
+TEST(BadInputE2E, MachineFilesThatCannotBeUsedAreCommandLineErrors) {
+    TempDirectory base;
+    const std::string broken = base.write("broken.json", "{\"name\": ");
+    const std::string hugeNumber = base.write(
+        "huge.json",
+        "{\"paths\": [{\"speaker\": \"a\", \"microphone\": \"b\", \"gainDb\": -1e999}]}");
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"devices", "--audio", "sim", "--machine", broken},
+          {"devices", "--audio", "sim", "--machine", hugeNumber},
+          {"run", "FrequencyToneTest", "--audio", "sim", "--machine", hugeNumber, "--base-dir",
+           base.file("base")},
+          {"run", "FrequencyToneTest", "--audio", "pulse", "--machine",
+           std::string(KVO_SCENARIOS) + "/healthy-laptop.json", "--base-dir", base.file("base")},
+          {"run", "FrequencyToneTest", "--base-dir", ""},
+          {"run", "FrequencyToneTest", "--audio", "sim", "--machine", ""},
+          {"devices", "--audio", "sim", "--machine", ""}}) {
+        const ProgramRun run = runProgram(arguments, base);
+        EXPECT_EQ(run.exitCode, 5) << arguments[3] << " " << arguments.back() << ": " << run.errors;
+        EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+    }
+}
+
+TEST(BadInputE2E, AHelpFlagAsAnOptionsValueIsThatValueNotAskingForHelp) {
+    TempDirectory base;
+    const ProgramRun run = runProgram({"run", "FrequencyToneTest", "--param", "FrequencyList=440",
+                                       "--audio", "sim", "--base-dir", "-h"},
+                                      base, "cd " + base.path() + " &&");
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_EQ(run.output.find("Usage:"), std::string::npos);
+    EXPECT_TRUE(fs::exists(base.file("-h/logs/kvormicrophone.log")));
+}
+
+TEST(BadInputE2E, NamesThatAreNotUtf8AreWrittenAsJsonWithReplacementCharacters) {
+    TempDirectory base;
+    const std::string folder = base.file("base-\xff\xfe");
+    const std::string machine = base.write("machine-\xff.json", scenario("healthy-laptop").dump());
+    const ProgramRun run = runProgram(
+        {"run", "FrequencyToneTest", "--param", "FrequencyList=440", "--audio", "sim", "--machine",
+         machine, "--json", "--base-dir", folder, "--report", base.file("report.json")},
+        base);
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_EQ(run.report["result"], "PASS");
+
+    const ProgramRun devices =
+        runProgram({"devices", "--audio", "sim", "--machine", machine, "--json"}, base);
+    EXPECT_EQ(devices.exitCode, 0) << devices.errors;
+    EXPECT_TRUE(nlohmann::json::accept(devices.output)) << devices.output;
+}
+
+TEST(BadInputE2E, EscapeSequencesInDeviceNamesNeverReachTheTerminal) {
+    TempDirectory base;
+    nlohmann::json machine = scenario("healthy-laptop");
+    endpoint(machine, "mic-array")["name"] = "Mic\x1b]0;owned\x07\x1b[2J";
+    const std::string file = writeMachine(base, "escape.json", machine);
+
+    const ProgramRun devices = runProgram({"devices", "--audio", "sim", "--machine", file}, base);
+    const ProgramRun run = runProgram({"run", "IntegratedMicrophoneTest", "--audio", "sim",
+                                       "--machine", file, "--base-dir", base.file("base")},
+                                      base);
+
+    EXPECT_EQ(devices.exitCode, 0);
+    EXPECT_NE(devices.output.find("Mic?]0;owned??[2J"), std::string::npos) << devices.output;
+    EXPECT_EQ(devices.output.find('\x1b'), std::string::npos);
+    EXPECT_EQ(run.output.find('\x1b'), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find('\x07'), std::string::npos);
+}
+
+TEST(BadInputE2E, AFormatNoWaveDeviceTakesIsRefusedOnThePreVistaPath) {
+    TempDirectory base;
+    for (const char* rate : {"4294967295", "200000"}) {
+        const ProgramRun run = runProgram(
+            {"run", "MicrophoneTest", "--audio", "sim", "--machine",
+             std::string(KVO_SCENARIOS) + "/windows-xp.json", "--ui", "scripted", "--answer",
+             "pass", "--json", "--param", "BitsPerSample=16", "--param", "NumberOfChannels=1",
+             "--param", std::string("SamplesPerSec=") + rate, "--base-dir", base.file("base")},
+            base, "TMPDIR=" + base.path());
+        EXPECT_GE(run.exitCode, 1) << rate;
+        EXPECT_LE(run.exitCode, 6) << rate << ": " << run.errors;
+        EXPECT_FALSE(run.events("MSG_SET_PCM_FORMAT_FAIL").empty()) << run.output;
+    }
+}
+
+TEST(BadInputE2E, FiftyThousandGainStagesAreWalkedWithoutOverflowingTheStack) {
+    TempDirectory base;
+    nlohmann::json machine = scenario("healthy-laptop");
+    nlohmann::json stages = nlohmann::json::array();
+    for (int i = 0; i < 50000; ++i) {
+        stages.push_back({{"name", "Stage " + std::to_string(i)},
+                          {"channels", 1},
+                          {"minDb", 0},
+                          {"maxDb", 0},
+                          {"levelDb", 0}});
+    }
+    endpoint(machine, "mic-array")["stages"] = stages;
+    const ProgramRun run =
+        runProgram({"run", "MicrophoneTest", "--audio", "sim", "--machine",
+                    writeMachine(base, "deep.json", machine), "--ui", "scripted", "--answer",
+                    "pass", "--json", "--base-dir", base.file("base")},
+                   base);
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+}
+
+}  // namespace
+}  // namespace kvo::test

@@ -1,0 +1,250 @@
+// The program among files it did not make: links, FIFOs, devices, full disks,
+// settings it must not repeat. It writes only inside its base folder, never
+// through a link, never waits on a file that is not a regular one, and ends
+// with a defined result and one line for every one of them.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "ProgramRun.hpp"
+
+namespace kvo::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::vector<std::string> kTones{
+    "run", "FrequencyToneTest", "--param", "FrequencyList=440,1000", "--audio", "sim", "--json"};
+
+std::vector<std::string> tonesIn(const TempDirectory& base, std::vector<std::string> extra = {}) {
+    std::vector<std::string> arguments = kTones;
+    arguments.insert(arguments.end(), {"--base-dir", base.file("base")});
+    arguments.insert(arguments.end(), extra.begin(), extra.end());
+    return arguments;
+}
+
+std::string logs(const TempDirectory& base) {
+    return base.file("base/logs");
+}
+
+bool isPlainFile(const std::string& path) {
+    return fs::is_regular_file(fs::symlink_status(path));
+}
+
+void makeFifo(const std::string& path) {
+    fs::create_directories(fs::path(path).parent_path());
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0) << path;
+}
+
+int startedTests(const ProgramRun& run) {
+    int count = 0;
+    for (const nlohmann::json& line : run.lines) {
+        count += line["type"] == "start" ? 1 : 0;
+    }
+    return count;
+}
+
+TEST(HostileFilesE2E, RecordingsReplaceLinksInLogsAndNeverWriteThroughThem) {
+    TempDirectory base;
+    fs::create_directories(logs(base));
+    const std::string outside = base.write("precious.txt", "precious");
+    base.write("hard.txt", "hard");
+    // 440.wav links to a file outside, 1000.wav is a dangling link to a place outside.
+    fs::create_symlink(outside, logs(base) + "/440.wav");
+    fs::create_symlink(base.file("created-outside.wav"), logs(base) + "/1000.wav");
+
+    const ProgramRun run =
+        runProgram(tonesIn(base, {"--setting", "kvormicrophone.GenerateRecording.value=true",
+                                  "--report", base.file("report.json")}),
+                   base);
+
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_EQ(readFile(outside), "precious");
+    EXPECT_FALSE(fs::exists(fs::symlink_status(base.file("created-outside.wav"))));
+    for (const char* name : {"440.wav", "1000.wav"}) {
+        EXPECT_TRUE(isPlainFile(logs(base) + "/" + name)) << name;
+        EXPECT_EQ(readFile(logs(base) + "/" + name).substr(0, 4), "RIFF") << name;
+    }
+    EXPECT_EQ(run.report["tests"][0]["files"],
+              nlohmann::json({logs(base) + "/1000.wav", logs(base) + "/440.wav"}));
+}
+
+TEST(HostileFilesE2E, ALinkedOrHardLinkedLogFileOrLogDirectoryIsRefusedBeforeAnyTest) {
+    struct Case {
+        const char* what;
+        void (*prepare)(const TempDirectory& base, const std::string& outside);
+    };
+    for (const Case& c :
+         {Case{"symbolic link",
+               [](const TempDirectory&base, const std::string&outside) {
+                   fs::create_directories(logs(base));
+                   fs::create_symlink(outside, logs(base) + "/kvormicrophone.log");
+               }},
+          Case{"hard link",
+               [](const TempDirectory&base, const std::string&outside) {
+                   fs::create_directories(logs(base));
+                   fs::create_hard_link(outside, logs(base) + "/kvormicrophone.log");
+               }},
+          Case{"linked logs directory", [](const TempDirectory&base, const std::string&) {
+                   fs::create_directories(base.file("base"));
+                   fs::create_directories(base.file("elsewhere"));
+                   fs::create_directory_symlink(base.file("elsewhere"), logs(base));
+               }}}) {
+        TempDirectory base;
+        const std::string outside = base.write("outside.log", "someone else's\n");
+        c.prepare(base, outside);
+
+        const ProgramRun run = runProgram(tonesIn(base), base);
+
+        EXPECT_EQ(run.exitCode, 4) << c.what;
+        EXPECT_EQ(startedTests(run), 0) << c.what;
+        EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+        EXPECT_EQ(readFile(outside), "someone else's\n") << c.what;
+        EXPECT_TRUE(!fs::exists(base.file("elsewhere")) || fs::is_empty(base.file("elsewhere")));
+    }
+}
+
+TEST(HostileFilesE2E, FifosAndDevicesAreRefusedWithoutWaitingOrReadingForEver) {
+    struct Case {
+        const char* what;
+        std::vector<std::string> extra;
+        void (*prepare)(const TempDirectory& base);
+        int exitCode;
+        const char* message;
+    };
+    for (const Case& c : {
+             Case{"FIFO as the settings file",
+                  {},
+                  [](const TempDirectory& base) { makeFifo(base.file("base/kvormicrophone.ini")); },
+                  5,
+                  "not a regular file"},
+             Case{"/dev/zero as the settings file",
+                  {},
+                  [](const TempDirectory& base) {
+                      fs::create_directories(base.file("base"));
+                      fs::create_symlink("/dev/zero", base.file("base/kvormicrophone.ini"));
+                  },
+                  5,
+                  "not a regular file"},
+             Case{"FIFO as the log file",
+                  {},
+                  [](const TempDirectory& base) {
+                      makeFifo(base.file("base/logs/kvormicrophone.log"));
+                  },
+                  4,
+                  "kvormicrophone.log"},
+             Case{"FIFO as the machine file",
+                  {"--machine", "MACHINE"},
+                  [](const TempDirectory& base) { makeFifo(base.file("machine.json")); },
+                  5,
+                  "not a regular file"},
+             Case{"/dev/zero as the machine file",
+                  {"--machine", "/dev/zero"},
+                  [](const TempDirectory&) {},
+                  5,
+                  "not a regular file"},
+         }) {
+        TempDirectory base;
+        c.prepare(base);
+        std::vector<std::string> extra = c.extra;
+        for (std::string& argument : extra) {
+            argument = argument == "MACHINE" ? base.file("machine.json") : argument;
+        }
+        const ProgramRun run = runProgram(tonesIn(base, extra), base);
+
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.what << ": " << run.errors;
+        EXPECT_NE(run.errors.find(c.message), std::string::npos) << c.what << ": " << run.errors;
+        EXPECT_EQ(startedTests(run), 0) << c.what;
+    }
+}
+
+TEST(HostileFilesE2E, AFifoInPlaceOfThePreVistaRecordingIsRefusedWithoutHanging) {
+    TempDirectory base;
+    fs::create_directories(base.file("tmp"));
+    ASSERT_EQ(::mkfifo(base.file("tmp/kvorecord.wav").c_str(), 0600), 0);
+
+    const ProgramRun run =
+        runProgram({"run", "MicrophoneTest", "--audio", "sim", "--machine",
+                    std::string(KVO_SCENARIOS) + "/windows-xp.json", "--ui", "scripted", "--answer",
+                    "pass", "--json", "--base-dir", base.file("base")},
+                   base, "TMPDIR=" + base.file("tmp"));
+
+    EXPECT_NE(run.exitCode, 124) << "the run hung";
+    EXPECT_NE(run.exitCode, 0);
+    EXPECT_FALSE(run.events("MSG_FILE_NOT_SAVED").empty()) << run.output;
+    EXPECT_TRUE(fs::is_fifo(base.file("tmp/kvorecord.wav")));
+}
+
+TEST(HostileFilesE2E, AnUnwritableReportIsRefusedBeforeTheTestsRun) {
+    for (const std::string report : {"/dev/full", "/nonexistent-directory/report.json"}) {
+        TempDirectory base;
+        const ProgramRun run = runProgram(tonesIn(base, {"--report", report}), base);
+
+        EXPECT_EQ(run.exitCode, 4) << report;
+        EXPECT_EQ(startedTests(run), 0) << report;
+        EXPECT_EQ(run.errors.rfind("kvormicrophone: cannot write the report file " + report, 0), 0u)
+            << run.errors;
+        EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+    }
+    EXPECT_TRUE(fs::is_character_file("/dev/full"));
+}
+
+TEST(HostileFilesE2E, AFullDiskEndsCannotRunWithOneLineInsteadOfPassingWithEmptyFiles) {
+    TempDirectory base;
+    // A file size limit makes every write beyond 16 KiB fail as a full disk would.
+    const ProgramRun run =
+        runProgram(tonesIn(base, {"--setting", "kvormicrophone.GenerateRecording.value=true"}),
+                   base, "trap '' XFSZ; ulimit -f 16;");
+
+    EXPECT_EQ(run.exitCode, 4) << run.output;
+    EXPECT_NE(run.errors.find("cannot write"), std::string::npos) << run.errors;
+    for (const nlohmann::json& line : run.lines) {
+        if (line["type"] == "result") {
+            EXPECT_EQ(line["result"], "CANNOTRUN");
+        }
+    }
+    // Nothing half-written is left under the recording's name.
+    EXPECT_FALSE(fs::exists(logs(base) + "/440.wav"));
+}
+
+TEST(HostileFilesE2E, ASecondRunOnTheSameBaseFolderIsRefusedWhileTheFirstHoldsIt) {
+    TempDirectory base;
+    fs::create_directories(logs(base));
+    // The hold a running instance has on the folder.
+    const int held = ::open((logs(base) + "/kvormicrophone.lock").c_str(), O_RDWR | O_CREAT, 0644);
+    ASSERT_GE(held, 0);
+    ASSERT_EQ(::flock(held, LOCK_EX | LOCK_NB), 0);
+
+    const ProgramRun refused = runProgram(tonesIn(base), base);
+    ::close(held);
+    const ProgramRun after = runProgram(tonesIn(base), base);
+
+    EXPECT_EQ(refused.exitCode, 4);
+    EXPECT_EQ(startedTests(refused), 0);
+    EXPECT_EQ(refused.errors,
+              "kvormicrophone: another run is using the base folder " + base.file("base") + "\n");
+    EXPECT_EQ(after.exitCode, 0) << after.errors;
+}
+
+TEST(HostileFilesE2E, ALinkedSettingsFileNeverHasItsContentEchoed) {
+    TempDirectory base;
+    const std::string secret =
+        base.write("shadow", "root:$6$saltsalt$hashhashhash:19000:0:99999:7:::\nkey=v\n");
+    fs::create_directories(base.file("base"));
+    fs::create_symlink(secret, base.file("base/kvormicrophone.ini"));
+
+    const ProgramRun run = runProgram(tonesIn(base), base);
+
+    EXPECT_EQ(run.exitCode, 5);
+    EXPECT_NE(run.errors.find("kvormicrophone.ini:1:"), std::string::npos) << run.errors;
+    EXPECT_EQ(run.errors.find("root"), std::string::npos) << run.errors;
+    EXPECT_EQ(run.errors.find("$6$"), std::string::npos) << run.errors;
+}
+
+}  // namespace
+}  // namespace kvo::test
