@@ -73,8 +73,10 @@ levels() {
 status=0
 output=
 run_program() {  # arguments...; sets status and output
-    output=$(cd "$work/base" && timeout 300 wine "$program" "$@" --audio wasapi \
-        --base-dir "$base_dir" 2>&1)
+    # Only "run" writes files, so only it takes a base folder.
+    local where=()
+    [ "$1" = run ] && where=(--base-dir "$base_dir")
+    output=$(cd "$work/base" && timeout 300 wine "$program" "$@" --audio wasapi "${where[@]}" 2>&1)
     status=$?
     echo "--- kvormicrophone $* (exit $status)"
     echo "$output"
