@@ -63,13 +63,5 @@ TEST(COMInitializer, FailedInitialiseIsOnlyLoggedAndNotBalanced) {
     });
 }
 
-TEST(COMInitializer, LogsTheResultAsASignedDecimal) {
-    onFreshThread([] {
-        kvo::test::CapturingLogSink log;
-        { COMInitializer scope; }
-        EXPECT_TRUE(log.contains("comptr", "49 CoInitialize returns 0"));
-    });
-}
-
 }  // namespace
 }  // namespace kvormicrophone

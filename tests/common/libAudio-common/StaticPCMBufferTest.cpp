@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
-
-#include "support/CapturingLogSink.hpp"
 
 namespace libAudio {
 namespace {
@@ -56,21 +53,11 @@ TEST(StaticPCMBufferChannels, MonoGivesAllSamplesForEitherChannel) {
 }
 
 TEST(StaticPCMBufferChannels, ChannelTwoAndAboveAreRefused) {
-    kvo::test::CapturingLogSink capture;
     const StaticPCMBuffer buffer = bufferOf(audio::makePcmFormat(4, 44100, 16), kStereo);
     kvo::ByteArray out;
     out.assign(kStereo.data(), 2);
     EXPECT_FALSE(buffer.getChannelData(2, out));
     EXPECT_EQ(contents(out), (Bytes{0x10, 0x11}));  // untouched
-    EXPECT_TRUE(capture.contains("kvoraudio",
-                                 "202 This class is not ready for multi-channel PCM storage yet"));
-}
-
-TEST(StaticPCMBufferChannelsDeathTest, NegativeChannelIsAnAssertion) {
-    const StaticPCMBuffer buffer = bufferOf(audio::makePcmFormat(2, 44100, 16), kStereo);
-    kvo::ByteArray out;
-    EXPECT_EXIT(buffer.getChannelData(-1, out), testing::ExitedWithCode(7),
-                "Assertion failed: channel >= 0");
 }
 
 TEST(StaticPCMBufferSize, BlocksAndDurationFollowTheFormat) {
@@ -93,24 +80,12 @@ TEST(StaticPCMBufferTruncate, DropsWholeBlocksFromTheFront) {
     EXPECT_EQ(buffer.format.Format, audio::makePcmFormat(2, 10, 16));
 }
 
-TEST(StaticPCMBufferTruncate, ZeroSecondsLeavesTheDataAlone) {
-    StaticPCMBuffer buffer = bufferOf(audio::makePcmFormat(2, 10, 16), kStereo);
-    ASSERT_TRUE(buffer.truncateFront(0.0));
-    EXPECT_EQ(contents(buffer.pcmStorage), kStereo);
-}
-
 TEST(StaticPCMBufferTruncate, TheWholeDurationOrMoreIsRefused) {
-    kvo::test::CapturingLogSink capture;
     StaticPCMBuffer buffer = bufferOf(audio::makePcmFormat(2, 10, 16), kStereo);
     for (const double seconds : {buffer.duration(), 5.0, -1.0}) {
         EXPECT_FALSE(buffer.truncateFront(seconds)) << seconds;
         EXPECT_EQ(contents(buffer.pcmStorage), kStereo);
     }
-    const std::string refusal =
-        "235 StaticPCMBuffer length is not long enough for the truncation. Check numBlocks() and "
-        "duration() and recalculate the truncation length";
-    const std::vector<std::string> messages = capture.messages("kvoraudio");
-    EXPECT_EQ(std::count(messages.begin(), messages.end(), refusal), 3);
 }
 
 TEST(StaticPCMBufferTruncate, ToneTestCutOfOneSecondAt48kHzKeeps19200Frames) {

@@ -63,10 +63,6 @@ public:
         lastMessage = caption + ": " + text;
         return ui::MessageBoxResult::Ok;
     }
-    void post(unsigned message, std::uintptr_t wParam, std::intptr_t lParam) override {
-        ++posts;
-        ModalDialog::post(message, wParam, lParam);
-    }
 
     Buttons buttons(int record, int play, int pass, int fail, int close) const {
         return {isEnabled(record), isEnabled(play), isEnabled(pass), isEnabled(fail),
@@ -74,7 +70,6 @@ public:
     }
 
     int messageBoxes = 0;
-    int posts = 0;
     std::string lastMessage;
     bool timedOut = false;
 

@@ -6,9 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "diag/kvormicrophone/MicrophoneTestParameter.hpp"
 #include "diag/kvormicrophone/ModuleGlobals.hpp"
-#include "diag/kvormicrophone/Test/FrequencyTestParameter.hpp"
 #include "platform/kvo/Console.hpp"
 #include "platform/kvo/Exception.hpp"
 #include "platform/vesk5/host/Framework.hpp"
@@ -61,13 +59,6 @@ protected:
              }});
     }
 
-    // The parameters that moduleInitialize created stay with the framework; forget them
-    // so that the parameter tests in this binary start from the uninitialised state.
-    static void TearDownTestSuite() {
-        MicrophoneTestParameter::shutdown();
-        FrequencyTestParameter::shutdown();
-    }
-
     int run(std::vector<std::string> arguments) {
         out.str("");
         err.str("");
@@ -78,30 +69,6 @@ protected:
     kvo::test::TempDirectory base;
     std::ostringstream out, err;
 };
-
-TEST_F(MicrophoneAppTest, EventsAndTestsAreRegisteredBeforeRunInTheirOrder) {
-    const auto& events = Framework::instance().events();
-    ASSERT_GE(events.size(), 42u);
-    const std::vector<std::string> expectedStart{"NoIntegratedMic",      "RecordingFailToStart",
-                                                 "EndpointStateWarning", "RecordingTooSoft",
-                                                 "NowTesting",           "FoundExternalMic"};
-    for (std::size_t i = 0; i < expectedStart.size(); ++i) {
-        EXPECT_EQ(events[i]->key(), expectedStart[i]);
-    }
-    EXPECT_EQ(events[13]->key(), "MSG_INSTRUCTIONS_4");  // there is no instruction 3
-    EXPECT_EQ(events[41]->key(), "DEVICE_MISCONFIGURED");
-
-    const auto& tests = Framework::instance().tests();
-    ASSERT_GE(tests.size(), 3u);
-    EXPECT_EQ(tests[0]->name(), "IntegratedMicrophoneTest");
-    EXPECT_TRUE(tests[0]->enumeratesOnlyOnce());
-    EXPECT_EQ(tests[0]->devicePropertyRequirements().at(0).name, "EnumerateIntegratedMicTest");
-    EXPECT_EQ(tests[1].get(), g_microphoneTest);
-    EXPECT_TRUE(g_microphoneTest->interactive() && g_microphoneTest->createsOwnGUI());
-    EXPECT_EQ(tests[2].get(), g_frequencyToneTest);
-    EXPECT_EQ(g_frequencyToneTest->optionalDeviceCapabilities().at(0),
-              vesk5::DeviceCapability::SoundCard());
-}
 
 TEST_F(MicrophoneAppTest, ExitCodeIsExactlyTheDispatchersValue) {
     EXPECT_EQ(run({"list"}), 0);

@@ -38,54 +38,6 @@ bool raised(const kvo::test::CapturingLogSink& log, const std::string& key) {
     return logged(log, "vesk5", "Event " + key + " ");
 }
 
-TEST(DialogProgress, RoundsHalfUpAndEndsOnlyAtTheFullLength) {
-    EXPECT_EQ(progressPercent(0), 0u);
-    EXPECT_EQ(progressPercent(14), 0u);
-    EXPECT_EQ(progressPercent(15), 1u);  // 0.5 rounds up
-    EXPECT_EQ(progressPercent(1500), 50u);
-    EXPECT_EQ(progressPercent(2990), 100u);  // 99.67 rounds to 100 ...
-    EXPECT_FALSE(progressComplete(2990));    // ... but the step is not over yet
-    EXPECT_TRUE(progressComplete(3000));
-    EXPECT_EQ(progressPercent(4500), 100u);  // a late timer never passes 100
-}
-
-TEST(RecordingFormat, IsReadBitsThenChannelsThenRateStoppingAtTheFirstZero) {
-    const auto readFrom = [](std::uint32_t bits, std::uint32_t channels, std::uint32_t rate,
-                             std::vector<FormatParameter>& order) {
-        return readRecordingFormat([&](FormatParameter parameter) {
-            order.push_back(parameter);
-            switch (parameter) {
-                case FormatParameter::BitsPerSample:
-                    return bits;
-                case FormatParameter::NumberOfChannels:
-                    return channels;
-                case FormatParameter::SamplesPerSec:
-                    return rate;
-            }
-            return 0u;
-        });
-    };
-    std::vector<FormatParameter> order;
-    const RecordingFormat all = readFrom(16, 2, 22050, order);
-    EXPECT_EQ(order, (std::vector<FormatParameter>{FormatParameter::BitsPerSample,
-                                                   FormatParameter::NumberOfChannels,
-                                                   FormatParameter::SamplesPerSec}));
-    EXPECT_EQ(all.bitsPerSample, 16);
-    EXPECT_EQ(all.channels, 2);
-    EXPECT_EQ(all.samplesPerSec, 22050u);
-
-    order.clear();
-    const RecordingFormat noBits = readFrom(0, 2, 22050, order);
-    EXPECT_EQ(order, std::vector<FormatParameter>{FormatParameter::BitsPerSample});
-    EXPECT_EQ(noBits.samplesPerSec, 0u);
-    EXPECT_EQ(noBits.channels, 0);
-
-    order.clear();
-    const RecordingFormat noChannels = readFrom(8, 0, 22050, order);
-    EXPECT_EQ(order.size(), 2u);
-    EXPECT_EQ(noChannels.samplesPerSec, 0u);
-}
-
 TEST(RecordingFormat, ComesFromTheTestParameters) {
     vesk5::Test test{"MicrophoneTest", vesk5::DeviceCapability::Microphone(), nullptr};
     MicrophoneTestParameter::initialize(&test);
@@ -99,51 +51,10 @@ TEST(RecordingFormat, ComesFromTheTestParameters) {
     MicrophoneTestParameter::shutdown();
 }
 
-TEST(RecordingFormat, PcmArithmeticDividesBitsByEightFirst) {
-    const audio::WAVEFORMATEX mono8 = pcmFormat({11025, 1, 8});
-    EXPECT_EQ(mono8.wFormatTag, audio::WAVE_FORMAT_PCM);
-    EXPECT_EQ(mono8.nBlockAlign, 1);
-    EXPECT_EQ(mono8.nAvgBytesPerSec, 11025u);
-    const audio::WAVEFORMATEX stereo12 = pcmFormat({8000, 2, 12});
-    EXPECT_EQ(stereo12.nBlockAlign, 2);  // 12 / 8 = 1 byte per channel
-    EXPECT_EQ(stereo12.nAvgBytesPerSec, 16000u);
-    const audio::WAVEFORMATEX cd = pcmFormat({44100, 2, 16});
-    EXPECT_EQ(cd.nBlockAlign, 4);
-    EXPECT_EQ(cd.nAvgBytesPerSec, 176400u);
-}
-
 // --- The progress dialog on the engine -------------------------------------
 
 Buttons mfcButtons(const TestDialog& dialog) {
     return dialog.buttons(IDC_RECORD, IDC_PLAY, IDC_PASS, IDC_FAIL, IDC_CLOSE);
-}
-
-TEST(MicrophoneTestMFCUI, RepeatedProgressIsPostedOnceEvenAcrossDialogs) {
-    lastPostedProgress() = 0;
-    int firstPosts = -1;
-    MicrophoneTestMFCUI first(IDD_MICROPHONE, nullptr);
-    MicrophoneTestMFCUI second(IDD_MICROPHONE, nullptr);
-    TestDialogService firstService([&](TestDialog& dialog) {
-        first.setProgress(42);
-        first.setProgress(42);
-        firstPosts = dialog.posts;
-        dialog.end(0);
-    });
-    first.doModal(firstService);
-    EXPECT_EQ(firstPosts, 1);
-
-    int secondPosts = -1;
-    TestDialogService secondService([&](TestDialog& dialog) {
-        if (secondPosts < 0) {
-            second.setProgress(42);  // where the first dialog left off: nothing
-            secondPosts = dialog.posts;
-            second.setProgress(43);
-            EXPECT_EQ(dialog.posts, secondPosts + 1);
-            dialog.end(0);
-        }
-    });
-    second.doModal(secondService);
-    EXPECT_EQ(secondPosts, 0);
 }
 
 TEST(MicrophoneTestMFCUI, ButtonsFollowRecordPlayAndPass) {

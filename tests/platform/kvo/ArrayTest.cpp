@@ -5,20 +5,6 @@
 namespace kvo {
 namespace {
 
-TEST(Array, StartsWithCapacityEightAndGrowsByDoubling) {
-    Array<int> array;
-    EXPECT_EQ(array.capacity(), 8u);
-    for (int i = 0; i < 9; ++i) {
-        array.append(i);
-    }
-    EXPECT_EQ(array.capacity(), 16u);
-    for (int i = 9; i < 33; ++i) {
-        array.append(i);
-    }
-    EXPECT_EQ(array.capacity(), 64u);
-    EXPECT_EQ(array.size(), 33u);
-}
-
 TEST(Array, RemovalShiftsTheTailDownByOne) {
     Array<int> array{10, 20, 30, 40};
     array.remove(1);
@@ -33,12 +19,6 @@ TEST_F(ArrayDeathTest, IndexPastTheEndEndsTheProcessWithCodeSevenAndTheAssertion
     Array<int> array{1, 2, 3};
     EXPECT_EXIT(static_cast<void>(array[3]), testing::ExitedWithCode(7),
                 "Array\\(.+\\): Assertion failed: index < size\\(\\)");
-}
-
-TEST_F(ArrayDeathTest, RemovingPastTheEndIsAnAssertion) {
-    Array<int> array;
-    EXPECT_EXIT(array.remove(0), testing::ExitedWithCode(7),
-                "Assertion failed: index < size\\(\\)");
 }
 
 }  // namespace

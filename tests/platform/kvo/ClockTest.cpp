@@ -90,13 +90,6 @@ TEST(VirtualClock, SeveralThreadsWakeInTimeOrderAndIdenticallyOnEveryRun) {
     }
 }
 
-TEST_F(VirtualClockTest, ThreadThatNeverSleepsDoesNotAdvanceTime) {
-    ManagedThread worker("worker", [] { return 0; });
-    worker.start();
-    worker.join();
-    EXPECT_EQ(nowMs(clock), 0u);
-}
-
 TEST_F(VirtualClockTest, ChainedJoinsEndExactlyWhenTheSleeperEnds) {
     // main joins `outer`, which joins `inner`, which sleeps: the two joiners must
     // neither hand the turn to each other forever nor let the clock run past.
@@ -114,27 +107,12 @@ TEST_F(VirtualClockTest, ChainedJoinsEndExactlyWhenTheSleeperEnds) {
     EXPECT_EQ(nowMs(clock), 30u);
 }
 
-TEST_F(VirtualClockTest, JoiningAFinishedThreadTakesNoTime) {
-    ManagedThread quick("quick", [] { return 0; });
-    quick.start();
-    System::mssleep(5);
-    quick.join();
-    EXPECT_EQ(nowMs(clock), 5u);
-}
-
 TEST_F(VirtualClockTest, ExceptionInAThreadBodyEndsItWithMinusOne) {
     ManagedThread failing("failing", []() -> int { throw std::runtime_error("device vanished"); });
     failing.start();
     failing.join();
     EXPECT_FALSE(failing.isRunning());
     EXPECT_EQ(failing.exitCode(), -1);
-}
-
-TEST(SteadyClock, IsTheDefaultAndMovesForward) {
-    Clock& clock = Clock::instance();
-    const Clock::Duration before = clock.now();
-    System::mssleep(1);
-    EXPECT_GT(clock.now(), before);
 }
 
 }  // namespace

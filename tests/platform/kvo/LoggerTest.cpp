@@ -2,15 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <sstream>
 #include <thread>
 #include <vector>
 
-#include "platform/kvo/Console.hpp"
-#include "platform/kvo/Exception.hpp"
 #include "platform/kvo/LogSinks.hpp"
 #include "platform/kvo/TraceLogger.hpp"
 #include "support/CapturingLogSink.hpp"
@@ -25,11 +20,6 @@ protected:
     test::CapturingLogSink capture;
     Logger& logger = Logger::get("test.logger");
 };
-
-TEST_F(LoggerTest, LookupByNameGivesTheSameLogger) {
-    EXPECT_EQ(&Logger::get("test.logger"), &logger);
-    EXPECT_NE(&Logger::get("test.other"), &logger);
-}
 
 TEST_F(LoggerTest, MessageIsTheTagABlankAndTheText) {
     KVO_LOG_TAG(logger, kLogError, 235, "StaticPCMBuffer length is {}", "short");
@@ -81,12 +71,6 @@ TEST_F(LoggerTest, TraceScopeLogsEntryAndExitAtDetailPriority) {
     EXPECT_NE(lines[1].message.find("Leaving FFT::Transform"), std::string::npos);
 }
 
-TEST_F(LoggerTest, TraceScopeIsSilentAboveDetailPriority) {
-    logger.setPriority(kLogInfo);
-    { TraceLogger trace(logger, "quiet"); }
-    EXPECT_TRUE(capture.lines().empty());
-}
-
 TEST_F(LoggerTest, FileSinkAppendsDecoratedMessages) {
     test::TempDirectory dir;
     auto sink = std::make_shared<FileLogSink>(dir.file("run.log"));
@@ -131,22 +115,6 @@ TEST(FileLogSink, LinesOfSeveralWritersNeverInterleave) {
     EXPECT_EQ(lines, 4 * kLines);
 }
 
-#ifndef _WIN32
-TEST(FileLogSink, LinksAndFilesThatAreNotRegularAreRefused) {
-    test::TempDirectory dir;
-    const std::string outside = dir.write("outside.txt", "theirs\n");
-    std::filesystem::create_symlink(outside, dir.file("symbolic.log"));
-    std::filesystem::create_hard_link(outside, dir.file("hard.log"));
-    std::filesystem::create_directory(dir.file("directory.log"));
-    for (const char* name : {"symbolic.log", "hard.log", "directory.log"}) {
-        EXPECT_THROW(FileLogSink(dir.file(name)), Exception) << name;
-    }
-    std::ifstream file(outside);
-    std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(content, "theirs\n");
-}
-#endif
-
 TEST(FileLogSink, UnwritablePathIsAClearError) {
     try {
         FileLogSink sink("/nonexistent-dir/x/run.log");
@@ -154,18 +122,6 @@ TEST(FileLogSink, UnwritablePathIsAClearError) {
     } catch (const std::exception& e) {
         EXPECT_NE(std::string(e.what()).find("/nonexistent-dir/x/run.log"), std::string::npos);
     }
-}
-
-TEST(Console, RedirectionIsScopedAndRestored) {
-    std::ostringstream out, err;
-    {
-        ConsoleRedirect redirect(out, err);
-        kvo::cout() << "DEBUG ONLY: x";
-        kvo::cerr() << "Exception:y";
-    }
-    EXPECT_EQ(out.str(), "DEBUG ONLY: x");
-    EXPECT_EQ(err.str(), "Exception:y");
-    EXPECT_NE(&kvo::cout(), static_cast<std::ostream*>(&out));
 }
 
 }  // namespace

@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 
-#include "platform/audio/WaveFile.hpp"
 #include "platform/audio/sim/SimulatedSystem.hpp"
-#include "platform/kvo/System.hpp"
 #include "platform/kvo/VirtualClock.hpp"
 #include "support/TempDirectory.hpp"
 
@@ -22,13 +19,6 @@ protected:
     std::unique_ptr<audio::sim::SimulatedSystem> system_ = audio::sim::createSimulatedSystem("");
     SimMciService mci_{*system_};
     kvo::test::TempDirectory dir_;
-
-    void waitWhileMode(MCIDEVICEID id, std::uint32_t busy) {
-        std::uint32_t mode = busy;
-        while (mci_.statusMode(id, mode) == 0 && mode == busy) {
-            kvo::System::mssleep(10);
-        }
-    }
 };
 
 TEST_F(SimMciServiceTest, WaveDevicesAreTheActiveEndpoints) {
@@ -40,36 +30,6 @@ TEST_F(SimMciServiceTest, WaveDevicesAreTheActiveEndpoints) {
     EXPECT_EQ(name.size(), 31u);  // cut to winmm's 32 characters with the terminator
     EXPECT_EQ(name.rfind("Microphone Array", 0), 0u);
     EXPECT_FALSE(mci_.waveInProductName(1, name));
-}
-
-TEST_F(SimMciServiceTest, RecordsTheRangeSavesItAndPlaysTheFile) {
-    MCIDEVICEID id = kNoMciDevice;
-    ASSERT_EQ(mci_.open("", id), 0u);
-    ASSERT_EQ(mci_.setTimeFormatMilliseconds(id), 0u);
-    ASSERT_EQ(mci_.setInputFormat(id, 0, audio::makePcmFormat(2, 22050, 16)), 0u);
-    ASSERT_EQ(mci_.record(id, 0, 3000), 0u);
-    std::uint32_t mode = 0;
-    ASSERT_EQ(mci_.statusMode(id, mode), 0u);
-    EXPECT_EQ(mode, MCI_MODE_RECORD);
-    waitWhileMode(id, MCI_MODE_RECORD);
-    ASSERT_EQ(mci_.stop(id), 0u);
-    const std::string path = dir_.file("kvorecord.wav");
-    ASSERT_EQ(mci_.save(id, path), 0u);
-    ASSERT_EQ(mci_.close(id), 0u);
-    EXPECT_EQ(mci_.close(id), MCIERR_INVALID_DEVICE_ID);
-
-    audio::WaveFile file;
-    ASSERT_TRUE(file.loadFile(path)) << file.error();
-    EXPECT_EQ(file.numBlocks(), 22050u * 3);
-    EXPECT_EQ(file.format().nChannels, 2);
-
-    ASSERT_EQ(mci_.open(path, id), 0u);
-    ASSERT_EQ(mci_.setOutput(id, 0), 0u);
-    ASSERT_EQ(mci_.play(id), 0u);
-    ASSERT_EQ(mci_.statusMode(id, mode), 0u);
-    EXPECT_EQ(mode, MCI_MODE_PLAY);
-    waitWhileMode(id, MCI_MODE_PLAY);
-    EXPECT_EQ(mci_.close(id), 0u);
 }
 
 TEST_F(SimMciServiceTest, RefusalsAnswerWithTheirErrorCodes) {

@@ -65,29 +65,6 @@ TEST(CommandLine, ListDevicesAndHelp) {
     EXPECT_EQ(parseCommandLine({"-h"}).command, Command::Help);
 }
 
-TEST(CommandLine, AnAudioSystemOutsideTheChoicesIsRefusedWithTheChoices) {
-    try {
-        parseCommandLine({"devices", "--audio", "wasapi"});
-        ADD_FAILURE() << "an audio system outside the choices was accepted";
-    } catch (const UsageError& error) {
-        const std::string message = error.what();
-        EXPECT_NE(message.find("wasapi"), std::string::npos) << message;
-        EXPECT_NE(message.find("available here: real, sim"), std::string::npos) << message;
-        EXPECT_EQ(message.find('\n'), std::string::npos) << message;
-    }
-    EXPECT_EQ(parseCommandLine({"devices", "--audio", "real"}).audio, "real");
-    EXPECT_THROW(host::parseCommandLine({"devices", "--audio", "sim"}, {}), UsageError);
-}
-
-TEST(CommandLine, HelpListsTheAudioChoicesWithTheirDescriptions) {
-    const std::string text = usageText(kAudio);
-    const std::size_t real = text.find("  real  the sound hardware\n");
-    const std::size_t sim = text.find("  sim   a simulated PC\n");
-    ASSERT_NE(real, std::string::npos) << text;
-    ASSERT_NE(sim, std::string::npos) << text;
-    EXPECT_LT(real, sim) << "choices keep their order, the default first";
-}
-
 TEST(CommandLine, MalformedCommandLinesAreUsageErrors) {
     for (const Args& bad :
          {Args{}, Args{"frob"}, Args{"run"}, Args{"run", "T", "--audio", "alsa"},

@@ -7,24 +7,6 @@
 namespace vesk5 {
 namespace {
 
-TEST(TestResult, TenNamedResultsWithPassZeroAndDistinctValues) {
-    const TestResult all[] = {TestResult::PASS(),          TestResult::FAIL(),
-                              TestResult::NODEVICE(),      TestResult::NOTSUPPORTED(),
-                              TestResult::CANNOTRUN(),     TestResult::BADPARAMS(),
-                              TestResult::USERABORTED(),   TestResult::EXITEDABNORMALLY(),
-                              TestResult::INTERNALERROR(), TestResult::TESTNOTSTARTED()};
-    EXPECT_EQ(TestResult::PASS().value(), 0);
-    for (std::size_t i = 0; i < std::size(all); ++i) {
-        EXPECT_EQ(TestResult::fromValue(all[i].value()), all[i]);
-        for (std::size_t j = i + 1; j < std::size(all); ++j) {
-            EXPECT_NE(all[i], all[j]);
-        }
-    }
-    EXPECT_EQ(TestResult::EXITEDABNORMALLY().name(), "EXITEDABNORMALLY");
-    EXPECT_EQ(TestResult::fromValue(10), std::nullopt);
-    EXPECT_EQ(TestResult::fromValue(-1), std::nullopt);
-}
-
 TEST(Parameter, UnsetValuesReadAsNeutral) {
     EXPECT_EQ(Parameter("a", DataType::UINT32(), "", false, true).value().valueUint32(), 0u);
     EXPECT_FALSE(Parameter("b", DataType::BOOLEAN(), "", false, true).value().valueBool());
@@ -49,13 +31,6 @@ TEST(Parameter, TextIsParsedForTheParameterType) {
     EXPECT_TRUE(list.isSet());
     EXPECT_TRUE(list.setFromText("440, 1000"));
     EXPECT_EQ(list.value().valueString(), "440, 1000");
-}
-
-TEST(Value, ReadersOfAnotherTypeAnswerNeutralValues) {
-    EXPECT_EQ(Value("440").valueUint32(), 0u);
-    EXPECT_FALSE(Value(std::uint32_t{1}).valueBool());
-    EXPECT_EQ(Value(true).toString(), "true");
-    EXPECT_EQ(Value(std::uint32_t{4294967295u}).toString(), "4294967295");
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -8,13 +7,9 @@
 #include "common/libAudio-common/PCMSupport.hpp"
 #include "diag/kvormicrophone/Test/SignalAnalyzer.hpp"
 #include "diag/kvormicrophone/Test/SignalTester.hpp"
-#include "support/CapturingLogSink.hpp"
 
 namespace kvormicrophone {
 namespace {
-
-const std::string kAnalyzerLog = "kvormicrophone.signalAnalyzer";
-const std::string kTesterLog = "kvormicrophone.signalTester";
 
 // A capture of the tone test: `seconds` of a tone per channel, its front 60% cut.
 libAudio::StaticPCMBuffer toneCapture(std::uint16_t channels, std::uint32_t rate, double seconds,
@@ -59,23 +54,7 @@ TEST(SignalAnalyzer, OnePropertyPerChannelFromTheTransform) {
     EXPECT_EQ(properties[0].dominantFrequency, fft.dominantFrequency());
 }
 
-TEST(SignalAnalyzer, ToleranceIsThePaddedLengthInSeconds) {
-    SignalAnalyzer analyzer;
-    kvo::Array<SignalProperty> properties;
-    libAudio::StaticPCMBuffer second;
-    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(1, 44100, 16), 1.0, second));
-    ASSERT_TRUE(analyzer.signalProperty(second, properties));
-    libAudio::StaticPCMBuffer half;
-    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(1, 44100, 16), 0.5, half));
-    ASSERT_TRUE(analyzer.signalProperty(half, properties));  // appended after the first
-    ASSERT_EQ(properties.size(), 2u);
-    EXPECT_EQ(properties[0].tolerance, 65536 / 44100.0);
-    EXPECT_EQ(properties[1].tolerance, 32768 / 44100.0);
-    EXPECT_EQ(properties[0].dominantFrequency, 0.0);  // silence
-}
-
 TEST(SignalAnalyzer, RefusesEmptySignalsAndMoreThanTwoChannels) {
-    kvo::test::CapturingLogSink capture;
     SignalAnalyzer analyzer;
     kvo::Array<SignalProperty> properties;
     libAudio::StaticPCMBuffer empty;
@@ -86,65 +65,15 @@ TEST(SignalAnalyzer, RefusesEmptySignalsAndMoreThanTwoChannels) {
     ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(3, 48000, 16), 0.1, surround));
     EXPECT_FALSE(analyzer.signalProperty(surround, properties));
     EXPECT_EQ(properties.size(), 0u);
-    const std::vector<std::string> errors = [&] {
-        std::vector<std::string> result;
-        for (const kvo::test::CapturedLine& line : capture.lines()) {
-            if (line.logger == kAnalyzerLog && line.priority == 3) {
-                result.push_back(line.message);
-            }
-        }
-        return result;
-    }();
-    EXPECT_EQ(errors, (std::vector<std::string>{
-                          "194 Input signal has no data", "194 Input signal has no data",
-                          "201 signalProperty is currently limited up to stereo only. Sorry I am "
-                          "still working on expanding the analysis coverage."}));
 }
 
-TEST(SignalTesterTolerance, EdgesPassAndBeyondFails) {
-    const SignalProperty found{1000.0, 1.5, 0.0};
-    EXPECT_TRUE(SignalTester::isWithinTolerance(found, 1001.5));
-    EXPECT_TRUE(SignalTester::isWithinTolerance(found, 998.5));
-    EXPECT_TRUE(SignalTester::isWithinTolerance(found, 1000.0));
-    EXPECT_FALSE(SignalTester::isWithinTolerance(found, 1001.6));
-    EXPECT_FALSE(SignalTester::isWithinTolerance(found, 998.4));
-}
-
-TEST(SignalTester, StereoToneHeardOnBothChannels) {
-    kvo::test::CapturingLogSink capture;
+TEST(SignalTester, AToneMissedOnEitherChannelFails) {
     const Recording recording(toneCapture(2, 48000, 1.0, 1000.0, 1500.0));
     SignalTester tester(&recording);
-    const CurrentTone tone{1000.0, 1500.0};
-    const CurrentTone* const expected = &tone;
-    EXPECT_TRUE(tester.isSignalValid(expected));
-    const std::vector<std::string> messages = capture.messages(kTesterLog);
-    EXPECT_NE(std::find(messages.begin(), messages.end(),
-                        "89 Channel 1 dominant frequency is 1500Hz, +- 0.6826666666666666Hz. "
-                        "Search frequency is 1500Hz."),
-              messages.end());
-}
-
-TEST(SignalTester, FirstFailingChannelEndsTheCheck) {
-    kvo::test::CapturingLogSink capture;
-    const Recording recording(toneCapture(2, 48000, 1.0, 1000.0, 1500.0));
-    SignalTester tester(&recording);
-    const CurrentTone tone{1000.0, 1600.0};
-    const CurrentTone* const expected = &tone;
-    EXPECT_FALSE(tester.isSignalValid(expected));
-    std::vector<std::string> tagged;
-    for (const std::string& message : capture.messages(kTesterLog)) {
-        if (message.rfind("85 ", 0) == 0 || message.rfind("89 ", 0) == 0) {
-            tagged.push_back(message.substr(0, 12));
-        }
+    for (const CurrentTone tone : {CurrentTone{1000.0, 1600.0}, CurrentTone{900.0, 1500.0}}) {
+        const CurrentTone* const expected = &tone;
+        EXPECT_FALSE(tester.isSignalValid(expected)) << tone.left << " " << tone.right;
     }
-    EXPECT_EQ(tagged, (std::vector<std::string>{"89 Channel 0", "85 Channel 1"}));
-    EXPECT_TRUE(capture.contains(kTesterLog,
-                                 "85 Channel 1 dominant frequency is 1500Hz, +- "
-                                 "0.6826666666666666Hz. Search frequency is 1600Hz."));
-
-    const CurrentTone wrongLeft{900.0, 1500.0};
-    const CurrentTone* const left = &wrongLeft;
-    EXPECT_FALSE(tester.isSignalValid(left));
 }
 
 TEST(SignalTester, ExactToleranceEdgesOfARealRecording) {
@@ -170,21 +99,16 @@ TEST(SignalTester, MonoIsComparedWithTheLeftFrequencyOnly) {
 }
 
 TEST(SignalTester, WithoutSourceOrWithAnUnusableRecordingItFails) {
-    kvo::test::CapturingLogSink capture;
     const CurrentTone tone{1000.0, 1000.0};
     const CurrentTone* const expected = &tone;
     SignalTester unbound;
     EXPECT_FALSE(unbound.isSignalValid(expected));
-    EXPECT_TRUE(capture.contains(
-        kTesterLog, "60 SignalTester object does not refer to any valid recording sources."));
-    EXPECT_TRUE(capture.messages(kAnalyzerLog).empty());  // nothing analysed
 
     libAudio::StaticPCMBuffer surround;
     ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(3, 48000, 16), 0.1, surround));
     const Recording recording(std::move(surround));
     SignalTester tester(&recording);
     EXPECT_FALSE(tester.isSignalValid(expected));
-    EXPECT_TRUE(capture.contains(kTesterLog, "68 Unable to generate recorded signal property."));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <csignal>
 #include <cstdio>
-#include <regex>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -11,27 +11,13 @@
 #include "support/TempDirectory.hpp"
 
 // The user's levels on a private PulseAudio daemon around runs that end in
-// unusual ways: a closed terminal, a second Ctrl-C, output piped into a program
+// unusual ways: Ctrl-C, a closed terminal, a second Ctrl-C, output piped into a program
 // that stops reading, levels no percentage can say, a server that stops answering.
 
 namespace audio::pulse {
 namespace {
 
 using test::PulseTestServer;
-
-// Every sink's and source's volume and mute as pactl prints them.
-std::string levels(const PulseTestServer& server) {
-    std::string result;
-    for (const char* kind : {"sinks", "sources"}) {
-        const std::string listing = server.pactl(std::string("list ") + kind);
-        static const std::regex line(R"(\n\s*(Name|Mute|Volume): ([^\n]*))");
-        for (auto it = std::sregex_iterator(listing.begin(), listing.end(), line);
-             it != std::sregex_iterator(); ++it) {
-            result += (*it)[1].str() + ": " + (*it)[2].str() + "\n";
-        }
-    }
-    return result;
-}
 
 // Whether the program records: the levels are raised by then.
 bool recording(const PulseTestServer& server) {
@@ -89,7 +75,7 @@ protected:
         server_.pactl("set-sink-volume int_speaker 45%");
         server_.pactl("set-source-volume int_mic 30%");
         server_.pactl("set-source-mute int_mic 1");
-        before_ = levels(server_);
+        before_ = server_.levels();
     }
 
     PulseTestServer server_;
@@ -97,18 +83,23 @@ protected:
     std::string before_;
 };
 
-TEST_F(PulseSignalsTest, AClosedTerminalStopsTheRunAndPutsTheLevelsBack) {
-    const Ended ended = runAndSignal(base_, server_, {SIGHUP});
-    EXPECT_EQ(ended.exitCode, 6) << ended.output;
-    EXPECT_NE(ended.output.find("FrequencyToneTest: USERABORTED"), std::string::npos)
-        << ended.output;
-    EXPECT_EQ(levels(server_), before_);
-}
-
-TEST_F(PulseSignalsTest, ASecondCtrlCStillPutsTheLevelsBackBeforeTheProcessEnds) {
-    const Ended ended = runAndSignal(base_, server_, {SIGINT, SIGINT});
-    EXPECT_EQ(ended.exitCode, 6) << ended.output;
-    EXPECT_EQ(levels(server_), before_);
+// Ctrl-C, a closed terminal, and a second Ctrl-C that must not cut the restore short.
+TEST_F(PulseSignalsTest, ASignalWhileAToneIsRecordedIsUserAbortedWithTheLevelsBackAndNothingSaved) {
+    for (const std::vector<int>& signals :
+         {std::vector<int>{SIGINT}, std::vector<int>{SIGHUP}, std::vector<int>{SIGINT, SIGINT}}) {
+        const std::string what =
+            "signal " + std::to_string(signals[0]) + " x" + std::to_string(signals.size());
+        const Ended ended = runAndSignal(base_, server_, signals);
+        EXPECT_EQ(ended.exitCode, 6) << what << "\n" << ended.output;
+        EXPECT_EQ(server_.levels(), before_) << what;
+        if (signals.size() == 1) {
+            EXPECT_NE(ended.output.find("FrequencyToneTest: USERABORTED"), std::string::npos)
+                << what << "\n"
+                << ended.output;
+            EXPECT_EQ(ended.output.find("not heard"), std::string::npos) << what;
+            EXPECT_FALSE(std::ifstream(base_.file("logs/440.wav")).good()) << what;
+        }
+    }
 }
 
 TEST_F(PulseSignalsTest, OutputIntoAPipeNobodyReadsStopsTheRunAndPutsTheLevelsBack) {
@@ -120,14 +111,14 @@ TEST_F(PulseSignalsTest, OutputIntoAPipeNobodyReadsStopsTheRunAndPutsTheLevelsBa
                                 base_.path() + "; echo $? > " + status + "; } | head -n 3";
     const std::string output = test::runCommand(command);
     EXPECT_EQ(base_.read("status"), "6\n") << output;
-    EXPECT_EQ(levels(server_), before_) << output;
+    EXPECT_EQ(server_.levels(), before_) << output;
 }
 
 TEST_F(PulseSignalsTest, LevelsAbove100PercentAndChannelBalanceComeBackExactly) {
     server_.pactl("set-sink-volume int_speaker 150%");
     server_.pactl("set-source-volume int_mic 25% 50%");
     server_.pactl("set-source-mute int_mic 0");
-    const std::string before = levels(server_);
+    const std::string before = server_.levels();
     ASSERT_NE(before.find("150%"), std::string::npos) << before;
 
     for (const std::string& test : std::vector<std::string>{
@@ -138,7 +129,7 @@ TEST_F(PulseSignalsTest, LevelsAbove100PercentAndChannelBalanceComeBackExactly) 
                                  " --audio pulse --base-dir " + base_.path() + " 2>&1",
                              &status);
         EXPECT_GE(status, 0) << output;
-        EXPECT_EQ(levels(server_), before) << test << "\n" << output;
+        EXPECT_EQ(server_.levels(), before) << test << "\n" << output;
     }
 }
 

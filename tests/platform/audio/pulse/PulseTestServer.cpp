@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 
 namespace audio::pulse::test {
 namespace {
@@ -76,6 +77,19 @@ PulseTestServer::~PulseTestServer() {
 
 std::string PulseTestServer::pactl(const std::string& arguments) const {
     return trimmed(runCommand("PULSE_SERVER=" + address_ + " pactl " + arguments + " 2>&1"));
+}
+
+std::string PulseTestServer::levels() const {
+    std::string result;
+    for (const char* kind : {"sinks", "sources"}) {
+        const std::string listing = pactl(std::string("list ") + kind);
+        static const std::regex line(R"(\n\s*(Name|Mute|Volume): ([^\n]*))");
+        for (auto it = std::sregex_iterator(listing.begin(), listing.end(), line);
+             it != std::sregex_iterator(); ++it) {
+            result += (*it)[1].str() + ": " + (*it)[2].str() + "\n";
+        }
+    }
+    return result;
 }
 
 void PulseTestServer::kill() {

@@ -24,6 +24,8 @@ public:
     const std::string& address() const { return address_; }
     // Runs pactl against this server and returns its output.
     std::string pactl(const std::string& arguments) const;
+    // Every sink's and source's name, volume and mute as pactl prints them.
+    std::string levels() const;
     // Ends the daemon at once, as a crash would.
     void kill();
     // Stops the daemon (SIGSTOP): it keeps its socket but answers nothing until destroyed.
