@@ -96,18 +96,29 @@ TEST(IntegratedMicrophoneTestE2E, MicrophoneSaturatedByHumIsNoLouderWithTheVoice
               (std::vector<std::string>{"info NowTesting", "error RecordingTooSoft"}));
 }
 
-TEST(IntegratedMicrophoneTestE2E, EveryOutcomeRaisesItsEventsWithTheirSeverities) {
-    const std::vector<std::pair<const char*, std::vector<std::string>>> cases{
-        {"windows-vista", {"info NowTesting"}},
-        {"two-microphones-first-dead",
-         {"info NowTesting", "error RecordingTooSoft", "info NowTesting"}},
-        {"external-mic-only", {"warning NoIntegratedMic"}},
-        {"capture-fails-twice", {"info NowTesting", "warning RecordingFailToStart"}},
-        {"unplug-during-recordings", {"info NowTesting", "warning EndpointStateWarning"}},
-        {"stop-request", {"info NowTesting"}}};
-    for (const auto& [scenario, raised] : cases) {
+TEST(IntegratedMicrophoneTestE2E,
+     EveryOutcomeEndsWithItsResultAndRaisesItsEventsWithTheirSeverities) {
+    struct Case {
+        const char* scenario;
+        int exitCode;
+        std::vector<std::string> raised;
+    };
+    for (const Case& c : {
+             Case{"windows-vista", 0, {"info NowTesting"}},
+             Case{"two-microphones-first-dead",
+                  1,
+                  {"info NowTesting", "error RecordingTooSoft", "info NowTesting"}},
+             Case{"external-mic-only", 2, {"warning NoIntegratedMic"}},
+             Case{"capture-fails-twice", 4, {"info NowTesting", "warning RecordingFailToStart"}},
+             Case{"unplug-during-recordings",
+                  4,
+                  {"info NowTesting", "warning EndpointStateWarning"}},
+             Case{"stop-request", 6, {"info NowTesting"}},
+         }) {
         TempDirectory base;
-        EXPECT_EQ(runOnSimulatedPc(kTest, scenario, base).raised(), raised) << scenario;
+        const ProgramRun run = runOnSimulatedPc(kTest, c.scenario, base);
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.scenario;
+        EXPECT_EQ(run.raised(), c.raised) << c.scenario;
     }
 }
 
@@ -119,14 +130,11 @@ TEST(IntegratedMicrophoneTestE2E, TwoMicrophonesReportProgressPastOneHundredThen
     EXPECT_EQ(run.progress(), (std::vector<int>{33, 66, 100, 133, 166, 200, 100}));
 }
 
-TEST(IntegratedMicrophoneTestE2E, DeadMicrophoneIsTooSoftAndTheOthersAreStillTried) {
+TEST(IntegratedMicrophoneTestE2E, ADeadMicrophoneIsNamedAsTooSoft) {
     TempDirectory base;
     const ProgramRun run = runOnSimulatedPc(kTest, "two-microphones-first-dead", base);
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.events("NowTesting").size(), 2u);
     const auto soft = run.events("RecordingTooSoft");
     ASSERT_EQ(soft.size(), 1u);
-    EXPECT_EQ(soft[0]["severity"], "error");
     EXPECT_EQ(soft[0]["variables"]["deviceName"],
               "Microphone Array (High Definition Audio Device)");
 }
@@ -162,19 +170,9 @@ TEST(IntegratedMicrophoneTestE2E, CaptureRefusedOnceIsRetriedAfterFortySevenSeco
     EXPECT_TRUE(run.events("RecordingFailToStart").empty());
 }
 
-TEST(IntegratedMicrophoneTestE2E, CaptureRefusedTwiceCannotRun) {
-    TempDirectory base;
-    const ProgramRun run = runOnSimulatedPc(kTest, "capture-fails-twice", base);
-    EXPECT_EQ(run.exitCode, 4);
-    ASSERT_EQ(run.events("RecordingFailToStart").size(), 1u);
-    EXPECT_EQ(run.events("RecordingFailToStart")[0]["severity"], "warning");
-}
-
-TEST(IntegratedMicrophoneTestE2E, MicrophoneUnpluggedDuringItsRecordingsCannotRun) {
+TEST(IntegratedMicrophoneTestE2E, MicrophoneUnpluggedDuringItsRecordingsEndsTheProgressBar) {
     TempDirectory base;
     const ProgramRun run = runOnSimulatedPc(kTest, "unplug-during-recordings", base);
-    EXPECT_EQ(run.exitCode, 4);
-    EXPECT_EQ(run.events("EndpointStateWarning").size(), 1u);
     EXPECT_EQ(run.progress().back(), 100);
 }
 

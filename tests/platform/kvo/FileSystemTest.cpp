@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
 
 #include "platform/kvo/System.hpp"
 #include "support/TempDirectory.hpp"
@@ -55,28 +54,6 @@ TEST(FileSystem, UnicodePathsRoundTrip) {
               Names{"Mikrofon-\xC3\xBC\xE2\x82\xAC.wav"});
     EXPECT_TRUE(FileSystem::removeFile(path));
 }
-
-#ifndef _WIN32
-// Creating symbolic links needs privileges on Windows; the behaviour is the same there.
-TEST(FileSystem, SymbolicLinkNamedWavIsRemovedItselfAndItsTargetKept) {
-    test::TempDirectory dir;
-    test::TempDirectory outside;
-    const String target = outside.write("precious.wav", "keep me");
-    std::filesystem::create_symlink(target, dir.file("x.wav"));
-    EXPECT_TRUE(FileSystem::exists(dir.file("x.wav")));
-    EXPECT_EQ(FileSystem::getDirectoryContents(dir.path()), Names{});  // a link is not a plain file
-    EXPECT_TRUE(FileSystem::removeFile(dir.file("x.wav")));
-    EXPECT_FALSE(FileSystem::exists(dir.file("x.wav")));
-    EXPECT_TRUE(FileSystem::exists(target));
-}
-
-TEST(FileSystem, DanglingSymbolicLinkStillExistsAndCanBeRemoved) {
-    test::TempDirectory dir;
-    std::filesystem::create_symlink(dir.file("gone"), dir.file("x.wav"));
-    EXPECT_TRUE(FileSystem::exists(dir.file("x.wav")));
-    EXPECT_TRUE(FileSystem::removeFile(dir.file("x.wav")));
-}
-#endif
 
 }  // namespace
 }  // namespace kvo
