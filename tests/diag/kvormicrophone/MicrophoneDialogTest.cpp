@@ -38,19 +38,6 @@ bool raised(const kvo::test::CapturingLogSink& log, const std::string& key) {
     return logged(log, "vesk5", "Event " + key + " ");
 }
 
-TEST(RecordingFormat, ComesFromTheTestParameters) {
-    vesk5::Test test{"MicrophoneTest", vesk5::DeviceCapability::Microphone(), nullptr};
-    MicrophoneTestParameter::initialize(&test);
-    ASSERT_TRUE(test.findParameter("BitsPerSample")->setFromText("8"));
-    ASSERT_TRUE(test.findParameter("SamplesPerSec")->setFromText("11025"));
-    EXPECT_EQ(recordingFormatFromParameters().samplesPerSec, 0u);  // channels missing
-    ASSERT_TRUE(test.findParameter("NumberOfChannels")->setFromText("1"));
-    const RecordingFormat format = recordingFormatFromParameters();
-    EXPECT_EQ(format.samplesPerSec, 11025u);
-    EXPECT_EQ(format.channels, 1);
-    MicrophoneTestParameter::shutdown();
-}
-
 // --- The progress dialog on the engine -------------------------------------
 
 Buttons mfcButtons(const TestDialog& dialog) {

@@ -32,13 +32,14 @@ wait_for() {
 }
 # Starts `kvormicrophone run MicrophoneTest --audio sim` with the given
 # arguments in a fresh session. When the program has ended, the shell prints
-# its exit status and whether the terminal echoes typed keys again. The shell
+# its exit status and whether the terminal echoes typed keys again. Its state
+# folder is the scratch folder, never the user's, which another run may hold. The shell
 # itself outlives a Ctrl-C meant for the program. (A second Ctrl-C, which ends
 # the program at once, is tested on a pseudo-terminal by the StopSignal test.)
 start() {
     tmux_ kill-session -t test 2>/dev/null || true
     tmux_ new-session -d -s test -x 120 -y 40 \
-        "trap : INT; cd '$work' && TMPDIR='$work' '$program' run MicrophoneTest --audio sim --ui console $*; \
+        "trap : INT; cd '$work' && TMPDIR='$work' XDG_STATE_HOME='$work' '$program' run MicrophoneTest --audio sim --ui console $*; \
 echo \"exit status \$?\"; stty -a | tr ' ;' '\n\n' | grep -qx -- -echo && echo 'echo off' || echo 'echo on'; sleep 60"
 }
 

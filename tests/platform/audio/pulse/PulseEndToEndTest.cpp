@@ -23,12 +23,14 @@ struct ProgramRun {
     std::string output;
 };
 
-// Runs the program with a hard limit, so a hang fails the test instead of blocking it.
+// Runs the program with a hard limit, so a hang fails the test instead of blocking it, and
+// with its state folder in `base`: never the user's, which a parallel run may hold.
 ProgramRun runProgram(const std::string& arguments, const kvo::test::TempDirectory& base) {
     ProgramRun run;
-    run.output = runCommand("cd " + base.path() + " && timeout 120 " + std::string(KVO_PROGRAM) +
-                                " " + arguments + " --audio pulse 2>&1",
-                            &run.status);
+    run.output =
+        runCommand("cd " + base.path() + " && XDG_STATE_HOME=" + base.path() + " timeout 120 " +
+                       std::string(KVO_PROGRAM) + " " + arguments + " --audio pulse 2>&1",
+                   &run.status);
     return run;
 }
 

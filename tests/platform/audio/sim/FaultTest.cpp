@@ -55,34 +55,5 @@ TEST_F(SimFaults, EndpointDisabledLaterCannotBeUsedAnyMore) {
     EXPECT_EQ(active[0]->id(), "mic2");
 }
 
-TEST_F(SimFaults, PlaybackRefusesToStartTheGivenNumberOfTimes) {
-    speaker()["faults"] = {{"playFailures", 1}};
-    const auto system = makeSystem(machine);
-    libAudio::StaticPCMBuffer tone = makeBuffer(makePcmFormat(2, 48000, 16), 100);
-    const auto renderer = system->createAudioRendererEx();
-    ASSERT_TRUE(renderer->initialize(endpointById(*system, "spk"), &tone));
-    EXPECT_FALSE(renderer->play(1, {}));
-    EXPECT_EQ(renderer->lastError(), kDeviceInUse);
-    EXPECT_TRUE(renderer->play(1, {}));
-}
-
-TEST_F(SimFaults, EndpointOffersExactlyTheFormatsOfTheMachine) {
-    speaker()["formats"] = {
-        {"shared", json::array({{{"rate", 48000}, {"bits", 24}, {"channels", 2}},
-                                {{"rate", 48000}, {"bits", 16}, {"channels", 1}}})},
-        {"exclusive", json::array()}};
-    const auto system = makeSystem(machine);
-    const AudioDevicePtr endpoint = endpointById(*system, "spk");
-    kvo::Array<tWAVEFORMATEX> formats;
-    ASSERT_EQ(endpoint->compatibleFormats(formats, AUDCLNT_SHAREMODE_SHARED), 2u);
-    EXPECT_EQ(formats[0], makePcmFormat(2, 48000, 24));
-    EXPECT_EQ(formats[1], makePcmFormat(1, 48000, 16));
-    EXPECT_EQ(endpoint->compatibleFormats(formats, AUDCLNT_SHAREMODE_EXCLUSIVE), 0u);
-    libAudio::StaticPCMBuffer stereo16 = makeBuffer(makePcmFormat(2, 48000, 16), 100);
-    const auto renderer = system->createAudioRendererEx();
-    EXPECT_FALSE(renderer->initialize(endpoint, &stereo16));
-    EXPECT_EQ(renderer->lastError(), kUnsupportedFormat);
-}
-
 }  // namespace
 }  // namespace audio::sim::test
