@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/com/HResult.hpp"
+
 // Value types of the audio device layer. Names and values follow Core Audio so
 // that the Windows backend converts by copying; the other backends produce the
 // same values from what their audio system reports.
@@ -12,14 +14,16 @@ namespace audio {
 // ---------------------------------------------------------------------------
 // Result codes: HRESULT values, so a Windows failure passes through unchanged.
 
-using HResult = std::int32_t;
+using HResult = com::HRESULT;
+using com::failed;
+using com::kFail;
+using com::kFalse;
+using com::kOk;
+using com::succeeded;
 
-inline constexpr HResult kOk = 0;
-inline constexpr HResult kFalse = 1;
 inline constexpr HResult kNotImplemented = static_cast<HResult>(0x80004001u);
 inline constexpr HResult kNoInterface = static_cast<HResult>(0x80004002u);
 inline constexpr HResult kPointer = static_cast<HResult>(0x80004003u);
-inline constexpr HResult kFail = static_cast<HResult>(0x80004005u);
 inline constexpr HResult kInvalidArg = static_cast<HResult>(0x80070057u);
 inline constexpr HResult kNotFound = static_cast<HResult>(0x80070490u);
 inline constexpr HResult kNotInitialized = static_cast<HResult>(0x88890001u);
@@ -31,13 +35,6 @@ inline constexpr HResult kDeviceInUse = static_cast<HResult>(0x8889000Au);
 inline constexpr HResult kNotStopped = static_cast<HResult>(0x88890005u);
 inline constexpr HResult kServiceNotRunning = static_cast<HResult>(0x88890010u);
 inline constexpr HResult kBufferError = static_cast<HResult>(0x88890018u);
-
-constexpr bool succeeded(HResult hr) {
-    return hr >= 0;
-}
-constexpr bool failed(HResult hr) {
-    return hr < 0;
-}
 
 // "0x88890004" and, for the codes above, their Core Audio name.
 std::string describeResult(HResult hr);

@@ -16,19 +16,6 @@ kvo::Logger& pulseLogger() {
     return logger;
 }
 
-class Lock {
-public:
-    explicit Lock(pa_threaded_mainloop* mainloop) : mainloop_(mainloop) {
-        pa_threaded_mainloop_lock(mainloop_);
-    }
-    ~Lock() { pa_threaded_mainloop_unlock(mainloop_); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-private:
-    pa_threaded_mainloop* mainloop_;
-};
-
 std::string text(const char* value) {
     return value != nullptr ? value : "";
 }
@@ -178,7 +165,7 @@ std::shared_ptr<PulseServer> PulseServer::connect(const std::string& application
         pa_context_set_state_callback(context, onContextState, server.get());
         pa_context_set_subscribe_callback(context, onSubscription, server.get());
         pa_threaded_mainloop_start(server->mainloop_);
-        Lock lock(server->mainloop_);
+        MainloopLock lock(server->mainloop_);
         // No autospawn: a diagnostic reports a missing server, it does not start one.
         if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0) {
             const pa_usec_t deadline = answerDeadline();
@@ -232,7 +219,7 @@ PulseServer::~PulseServer() {
         return;
     }
     if (context_ != nullptr) {
-        Lock lock(mainloop_);
+        MainloopLock lock(mainloop_);
         pa_context_set_state_callback(context_, nullptr, nullptr);
         pa_context_set_subscribe_callback(context_, nullptr, nullptr);
         pa_context_disconnect(context_);
@@ -262,12 +249,12 @@ void PulseServer::onContextState(pa_context* context, void* self) {
 }
 
 bool PulseServer::connected() {
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     return pa_context_get_state(context_) == PA_CONTEXT_READY;
 }
 
 std::string PulseServer::serverString() {
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     return text(pa_context_get_server(context_));
 }
 
@@ -330,7 +317,7 @@ bool PulseServer::waitForAnswer(pa_usec_t deadline) {
 
 std::optional<ServerInfo> PulseServer::serverInfo() {
     std::optional<ServerInfo> result;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     if (!waitLocked(pa_context_get_server_info(context_, onServerInfo, &result))) {
         return std::nullopt;
     }
@@ -339,7 +326,7 @@ std::optional<ServerInfo> PulseServer::serverInfo() {
 
 std::optional<std::vector<DeviceInfo>> PulseServer::devices(EDataFlow flow) {
     Collected<DeviceInfo> result;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     const bool done = waitLocked(
         flow == eRender ? pa_context_get_sink_info_list(context_, onSinkInfo, &result)
                         : pa_context_get_source_info_list(context_, onSourceInfo, &result));
@@ -348,7 +335,7 @@ std::optional<std::vector<DeviceInfo>> PulseServer::devices(EDataFlow flow) {
 
 std::optional<DeviceInfo> PulseServer::device(EDataFlow flow, const std::string& name) {
     Collected<DeviceInfo> result;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     const bool done = waitLocked(
         flow == eRender
             ? pa_context_get_sink_info_by_name(context_, name.c_str(), onSinkInfo, &result)
@@ -361,7 +348,7 @@ std::optional<DeviceInfo> PulseServer::device(EDataFlow flow, const std::string&
 
 std::optional<DeviceInfo> PulseServer::device(EDataFlow flow, std::uint32_t index) {
     Collected<DeviceInfo> result;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     const bool done = waitLocked(
         flow == eRender
             ? pa_context_get_sink_info_by_index(context_, index, onSinkInfo, &result)
@@ -374,14 +361,14 @@ std::optional<DeviceInfo> PulseServer::device(EDataFlow flow, std::uint32_t inde
 
 std::optional<std::vector<CardInfo>> PulseServer::cards() {
     Collected<CardInfo> result;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     return collected(waitLocked(pa_context_get_card_info_list(context_, onCardInfo, &result)),
                      result);
 }
 
 std::optional<std::vector<ModuleInfo>> PulseServer::modules() {
     Collected<ModuleInfo> result;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     return collected(waitLocked(pa_context_get_module_info_list(context_, onModuleInfo, &result)),
                      result);
 }
@@ -398,7 +385,7 @@ bool PulseServer::setVolume(EDataFlow flow, const std::string& name, const pa_cv
         originalVolumes_.emplace(std::pair{flow, name}, before->volume);
     }
     int success = 0;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     const bool done =
         waitLocked(flow == eRender ? pa_context_set_sink_volume_by_name(
                                          context_, name.c_str(), &volume, onSuccess, &success)
@@ -409,7 +396,7 @@ bool PulseServer::setVolume(EDataFlow flow, const std::string& name, const pa_cv
 
 bool PulseServer::setMute(EDataFlow flow, const std::string& name, bool muted) {
     int success = 0;
-    Lock lock(mainloop_);
+    MainloopLock lock(mainloop_);
     const bool done = waitLocked(
         flow == eRender ? pa_context_set_sink_mute_by_name(context_, name.c_str(), muted ? 1 : 0,
                                                            onSuccess, &success)

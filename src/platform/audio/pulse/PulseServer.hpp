@@ -25,6 +25,21 @@
 
 namespace audio::pulse {
 
+// Holds the threaded main loop's lock for its scope: the one way this backend
+// locks it.
+class MainloopLock {
+public:
+    explicit MainloopLock(pa_threaded_mainloop* mainloop) : mainloop_(mainloop) {
+        pa_threaded_mainloop_lock(mainloop_);
+    }
+    ~MainloopLock() { pa_threaded_mainloop_unlock(mainloop_); }
+    MainloopLock(const MainloopLock&) = delete;
+    MainloopLock& operator=(const MainloopLock&) = delete;
+
+private:
+    pa_threaded_mainloop* mainloop_;
+};
+
 // Thrown by PulseServer::connect when no server answers.
 class ConnectionError : public kvo::Exception {
 public:

@@ -16,19 +16,6 @@ constexpr pa_usec_t kCaptureFragmentUs = 10 * PA_USEC_PER_MSEC;
 // to outlast the filling thread's late wake-ups on a loaded machine.
 constexpr pa_usec_t kPlaybackBufferUs = 1000 * PA_USEC_PER_MSEC;
 
-class Lock {
-public:
-    explicit Lock(PulseServer& server) : mainloop_(server.mainloop()) {
-        pa_threaded_mainloop_lock(mainloop_);
-    }
-    ~Lock() { pa_threaded_mainloop_unlock(mainloop_); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-private:
-    pa_threaded_mainloop* mainloop_;
-};
-
 void onStreamState(pa_stream*, void* mainloop) {
     pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(mainloop), 0);
 }
@@ -53,7 +40,7 @@ pa_stream* openStream(PulseServer& server, EDataFlow flow, const std::string& de
         error = kUnsupportedFormat;
         return nullptr;
     }
-    Lock lock(server);
+    MainloopLock lock(server.mainloop());
     pa_context* context = server.context();
     if (pa_context_get_state(context) != PA_CONTEXT_READY) {
         error = kDeviceInvalidated;
@@ -135,7 +122,7 @@ public:
     PulseCapture& operator=(const PulseCapture&) = delete;
 
     HResult read(std::span<unsigned char> free, std::size_t& written) override {
-        Lock lock(*server_);
+        MainloopLock lock(server_->mainloop());
         if (pa_stream_get_state(stream_) != PA_STREAM_READY) {
             return kDeviceInvalidated;
         }
@@ -162,7 +149,7 @@ public:
         return kOk;
     }
     void end() override {
-        Lock lock(*server_);
+        MainloopLock lock(server_->mainloop());
         closeStream(stream_);
     }
 
@@ -191,7 +178,7 @@ public:
     }
 
     HResult render() override {
-        Lock lock(*server_);
+        MainloopLock lock(server_->mainloop());
         if (pa_stream_get_state(stream_) != PA_STREAM_READY) {
             return kDeviceInvalidated;
         }
@@ -222,7 +209,7 @@ public:
         return kOk;
     }
     void end() override {
-        Lock lock(*server_);
+        MainloopLock lock(server_->mainloop());
         if (drain_ != nullptr) {
             pa_operation_cancel(drain_);
             pa_operation_unref(drain_);
