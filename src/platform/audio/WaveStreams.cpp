@@ -4,12 +4,21 @@
 #include "SharedStreams.hpp"
 #include "StreamThreads.hpp"
 #include "common/libAudio-common/StaticPCMBuffer.hpp"
+#include "platform/kvo/Logger.hpp"
 
 // WaveIn and WaveOut of every backend: a wave device is the stream of the
 // endpoint its number names.
 
 namespace audio {
 namespace {
+
+// Said at error priority: it is the reason a test that needed the device could not run.
+void logMissingWaveDevice(EDataFlow flow, std::uint32_t deviceId) {
+    KVO_LOG(kvo::Logger::get("audio"), kvo::kLogError, "There is no {} ({}).",
+            flow == eRender ? "speaker to play on" : "microphone to record from",
+            deviceId == WAVE_MAPPER_ID ? std::string("no default device")
+                                       : fmt::format("no wave device {}", deviceId));
+}
 
 class StreamWaveIn final : public WaveIn {
 public:
@@ -20,6 +29,7 @@ public:
         close();
         std::shared_ptr<RawDevice> device = source_->waveDevice(eCapture, deviceId);
         if (!device) {
+            logMissingWaveDevice(eCapture, deviceId);
             return fail(kNotFound);
         }
         if (buffer == nullptr) {
@@ -79,6 +89,7 @@ public:
         close();
         std::shared_ptr<RawDevice> device = source_->waveDevice(eRender, deviceId);
         if (!device) {
+            logMissingWaveDevice(eRender, deviceId);
             return fail(kNotFound);
         }
         if (!isWaveFormat(track.format.Format)) {

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Value.hpp"
 
@@ -24,6 +25,13 @@ public:
     // Parses command-line text for the parameter's type; false leaves the value unchanged.
     bool setFromText(std::string_view text);
 
+    // A value that works, shown to the user beside the parameter and its problems.
+    const std::string& example() const { return example_; }
+    void setExample(std::string example) { example_ = std::move(example); }
+    // What the test found wrong with the value it was given, for the user; "" when nothing.
+    const std::string& problem() const { return problem_; }
+    void setProblem(std::string problem) { problem_ = std::move(problem); }
+
 private:
     std::string name_;
     DataType type_;
@@ -32,6 +40,8 @@ private:
     bool userSettable_;
     bool set_ = false;
     Value value_;
+    std::string example_;
+    std::string problem_;
 };
 
 }  // namespace vesk5

@@ -61,8 +61,25 @@ TEST(CommandLine, ListDevicesAndHelp) {
     const Options devices = parseCommandLine({"devices", "--audio", "sim", "--machine", "m.json"});
     EXPECT_EQ(devices.command, Command::Devices);
     EXPECT_EQ(devices.machine, "m.json");
-    EXPECT_EQ(parseCommandLine({"run", "--help"}).command, Command::Help);
-    EXPECT_EQ(parseCommandLine({"-h"}).command, Command::Help);
+    EXPECT_EQ(parseCommandLine({"--version"}).command, Command::Version);
+    EXPECT_THROW(parseCommandLine({"list", "--version"}), UsageError);
+}
+
+TEST(CommandLine, HelpIsTheHelpOfTheCommandItFollows) {
+    const Options run = parseCommandLine({"run", "FrequencyToneTest", "--help"});
+    EXPECT_EQ(run.command, Command::Help);
+    EXPECT_NE(run.helpText.find("kvormicrophone run"), std::string::npos) << run.helpText;
+    EXPECT_NE(run.helpText.find("--base-dir"), std::string::npos) << run.helpText;
+    EXPECT_EQ(run.helpText.find("Subcommands"), std::string::npos) << run.helpText;
+    const Options devices = parseCommandLine({"devices", "-h"});
+    EXPECT_NE(devices.helpText.find("--machine"), std::string::npos) << devices.helpText;
+    EXPECT_EQ(devices.helpText.find("--base-dir"), std::string::npos) << devices.helpText;
+    const Options program = parseCommandLine({"-h"});
+    for (const char* command : {"list", "devices", "run"}) {
+        EXPECT_NE(program.helpText.find(command), std::string::npos) << program.helpText;
+    }
+    // A help flag as an option's value names a folder, it asks for nothing.
+    EXPECT_EQ(parseCommandLine({"run", "T", "--base-dir", "-h"}).baseDir, "-h");
 }
 
 TEST(CommandLine, MalformedCommandLinesAreUsageErrors) {

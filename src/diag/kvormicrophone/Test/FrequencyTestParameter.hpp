@@ -16,6 +16,8 @@ public:
     // Forgets the parameter (it stays with the framework).
     static void shutdown();
     static kvo::String frequencyList();
+    // Tells the user what is wrong with the list, beside the test's result.
+    static void reportProblem(const kvo::String& problem);
 };
 
 }  // namespace kvormicrophone

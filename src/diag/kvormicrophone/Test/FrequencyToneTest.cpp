@@ -106,6 +106,10 @@ TestResult FrequencyToneTest::test(TestResult result) {
     const kvo::String frequencyList = FrequencyTestParameter::frequencyList();
     // An empty list would leave nothing to divide the progress by: it is as malformed as any other.
     if (!parseFrequencies(frequencyList) || m_frequencies.empty()) {
+        if (m_frequencies.empty() && frequencyList.find_first_not_of(", ") == kvo::String::npos) {
+            FrequencyTestParameter::reportProblem(frequencyList.empty() ? "it was not given"
+                                                                        : "it names no frequency");
+        }
         return abortTest(result,
                          "Input Frequencies were not entered in the right format: " + frequencyList,
                          false);
@@ -208,6 +212,9 @@ bool FrequencyToneTest::parseFrequencies(const kvo::String& frequencyList) {
         std::uint32_t value = 0;
         if (!kvo::strToUInt(token, value) || value < m_minimumFrequency ||
             value > m_maximumFrequency) {
+            FrequencyTestParameter::reportProblem(
+                fmt::format("\"{}\" is not a whole number of Hz from {} to {}", token,
+                            m_minimumFrequency, m_maximumFrequency));
             return false;
         }
         m_frequencies.append({value, value});

@@ -28,9 +28,9 @@ vesk5::TestResult runTest(MicManagerWin7& manager, const Config& testConfig) {
     evaluator->setMicManager(&manager);
 
     DeviceList testable;
+    DeviceList external;
     std::uint32_t testableCount = manager.microphoneDeviceList(testable);
     if (!testConfig.allowExternalMicTesting) {
-        DeviceList external;
         testableCount = manager.filterOutExternalMics(testable, external);
         if (!external.empty()) {
             KVO_LOG(moduleLogger(), kvo::kLogInfo,
@@ -42,6 +42,12 @@ vesk5::TestResult runTest(MicManagerWin7& manager, const Config& testConfig) {
     }
     if (testableCount == 0) {
         KVO_LOG(moduleLogger(), kvo::kLogError, "There are no integrated microphones to test.");
+        if (!external.empty()) {
+            // Says how to test the microphone that is there.
+            KVO_LOG(moduleLogger(), kvo::kLogError,
+                    "External microphones are tested with the setting "
+                    "audio.AllowExternalMicTesting=true.");
+        }
         MicrophoneTestEventReporter::noIntegratedMic();
         return TestResult::NODEVICE();
     }

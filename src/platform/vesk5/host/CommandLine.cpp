@@ -18,19 +18,8 @@ std::string choiceNames(const std::vector<AudioChoice>& choices) {
     return names;
 }
 
-}  // namespace
-
-std::string usageText(const std::vector<AudioChoice>& audioChoices) {
-    std::string text =
-        "Usage:\n"
-        "  kvormicrophone list [--json]\n"
-        "  kvormicrophone devices [--audio NAME] [--machine FILE.json] [--json]\n"
-        "  kvormicrophone run TEST... [--param NAME=VALUE]... [--setting SECTION.KEY=VALUE]...\n"
-        "                 [--audio NAME] [--machine FILE.json] [--base-dir DIR] [--realtime]\n"
-        "                 [--json] [--report FILE.json] [--log-level 1|2|3]\n"
-        "                 [--ui console|scripted|win32] [--answer pass|fail|cancel]\n"
-        "\n"
-        "Audio systems (--audio NAME; the first is the default):\n";
+std::string audioSystemsText(const std::vector<AudioChoice>& audioChoices) {
+    std::string text = "Audio systems (--audio NAME; the first is the default):\n";
     std::size_t width = 0;
     for (const AudioChoice& choice : audioChoices) {
         width = std::max(width, choice.name.size());
@@ -38,14 +27,13 @@ std::string usageText(const std::vector<AudioChoice>& audioChoices) {
     for (const AudioChoice& choice : audioChoices) {
         text += fmt::format("  {:<{}}  {}\n", choice.name, width, choice.description);
     }
-    return text +
-           "\n"
-           "Exit status: the run's result code: 0 PASS, 1 FAIL, 2 NODEVICE, 3 NOTSUPPORTED, 4 "
-           "CANNOTRUN,\n"
-           "5 BADPARAMS, 6 USERABORTED, 7 EXITEDABNORMALLY, 8 INTERNALERROR, 9 TESTNOTSTARTED.\n";
+    return text;
 }
 
-namespace {
+constexpr const char* kExitStatusText =
+    "Exit status: the run's result code: 0 PASS, 1 FAIL, 2 NODEVICE, 3 NOTSUPPORTED,\n"
+    "4 CANNOTRUN, 5 BADPARAMS, 6 USERABORTED, 7 EXITEDABNORMALLY, 8 INTERNALERROR,\n"
+    "9 TESTNOTSTARTED.\n";
 
 void addAudioOptions(CLI::App& command, Options& options,
                      const std::vector<AudioChoice>& audioChoices) {
@@ -60,38 +48,117 @@ void addAudioOptions(CLI::App& command, Options& options,
                                "here: {})",
                                name, choiceNames(audioChoices));
         },
-        "NAME");
-    command.add_option("--audio", options.audio)->check(knownAudio);
-    command.add_option("--machine", options.machine);
-    command.add_flag("--json", options.json);
+        "");
+    const std::string defaultAudio =
+        audioChoices.empty() ? std::string("none") : audioChoices.front().name;
+    command
+        .add_option("--audio", options.audio,
+                    fmt::format("Audio system to test: {} (default: {})", choiceNames(audioChoices),
+                                defaultAudio))
+        ->type_name("NAME")
+        ->check(knownAudio);
+    command
+        .add_option("--machine", options.machine,
+                    "Simulated PC to run on, a JSON machine file (with --audio sim)")
+        ->type_name("FILE.json");
+    command.add_flag("--json", options.json, "Print JSON instead of text");
 }
+
+std::string defaultBaseDirText() {
+#ifdef _WIN32
+    return "%LOCALAPPDATA%\\kvormicrophone";
+#else
+    return "$XDG_STATE_HOME/kvormicrophone, else ~/.local/state/kvormicrophone";
+#endif
+}
+
+// Every command and option with what it does; --help is answered from here.
+struct CommandLineApp {
+    CLI::App app{
+        "Tests the microphones of a PC and the path from its integrated speakers to its "
+        "integrated microphones.",
+        "kvormicrophone"};
+    CLI::App* list = nullptr;
+    CLI::App* devices = nullptr;
+    CLI::App* run = nullptr;
+    bool version = false;
+
+    CommandLineApp(Options& options, const std::vector<AudioChoice>& audioChoices) {
+        app.set_help_flag("-h,--help", "Print this help, or a command's: run --help");
+        app.set_help_all_flag("--help-all", "Print the help of every command");
+        app.add_flag("--version", version, "Print the program's version");
+        app.require_subcommand(0, 1);
+        app.footer("\nThe base folder of run by default: " + defaultBaseDirText() + "\n\n" +
+                   audioSystemsText(audioChoices) + "\n" + kExitStatusText);
+
+        list = app.add_subcommand("list", "List the tests, their parameters and their events");
+        list->add_flag("--json", options.json, "Print JSON instead of text");
+
+        devices = app.add_subcommand(
+            "devices", "List the audio endpoints and cards, their formats and levels");
+        addAudioOptions(*devices, options, audioChoices);
+
+        run = app.add_subcommand("run", "Run tests and print their results");
+        run->add_option("TEST", options.tests, "Tests to run, by name (see: kvormicrophone list)")
+            ->type_name("")
+            ->required();
+        run->add_option("--param", options.params,
+                        "A test parameter, e.g. --param FrequencyList=440,1000,4000")
+            ->type_name("NAME=VALUE")
+            ->allow_extra_args(false);
+        run->add_option("--setting", options.settings,
+                        "A setting, e.g. kvormicrophone.GenerateRecording.value=true")
+            ->type_name("SECTION.KEY=VALUE")
+            ->allow_extra_args(false);
+        addAudioOptions(*run, options, audioChoices);
+        run->add_option("--base-dir", options.baseDir,
+                        "Folder for the log, recordings and settings (default: below)")
+            ->type_name("DIR");
+        run->add_flag("--realtime", options.realtime,
+                      "On a simulated PC, take as long as real hardware");
+        run->add_option("--report", options.reportPath, "Also write the run's report as JSON")
+            ->type_name("FILE.json");
+        run->add_option("--log-level", options.logLevel,
+                        "Least priority logged: 1 detail, 2 information (default), 3 errors")
+            ->type_name("1|2|3")
+            ->check(CLI::Range(1, 3).description(""));
+        run->add_option("--ui", options.ui,
+                        "Interactive test's front end (default: console on a terminal, else "
+                        "scripted)")
+            ->type_name("console|scripted|win32")
+            ->check(CLI::IsMember({"console", "scripted", "win32"}).description(""));
+        run->add_option("--answer", options.answer,
+                        "With --ui scripted: the answer to the question")
+            ->type_name("pass|fail|cancel")
+            ->check(CLI::IsMember({"pass", "fail", "cancel"}).description(""));
+        run->footer("\nThe base folder by default: " + defaultBaseDirText() + "\n\n" +
+                    audioSystemsText(audioChoices) + "\n" + kExitStatusText);
+        run->footer("\nThe base folder by default: " + defaultBaseDirText() + "\n\n" +
+                    audioSystemsText(audioChoices) + "\n" + kExitStatusText);
+        for (CLI::App* command : {list, devices, run}) {
+            command->set_help_flag("-h,--help", "Print this command's help");
+        }
+    }
+
+    // The help of the command named before the help flag, or the program's.
+    std::string help(const std::vector<std::string>& argumentsBeforeHelp) const {
+        for (const std::string& argument : argumentsBeforeHelp) {
+            for (CLI::App* command : {list, devices, run}) {
+                if (argument == command->get_name()) {
+                    return command->help("kvormicrophone");
+                }
+            }
+        }
+        return app.help();
+    }
+};
 
 }  // namespace
 
 Options parseCommandLine(const std::vector<std::string>& arguments,
                          const std::vector<AudioChoice>& audioChoices) {
     Options options;
-    CLI::App app("kvormicrophone");
-    app.set_help_flag();  // --help is answered with usageText(), before parsing
-    app.require_subcommand(0, 1);
-
-    CLI::App* list = app.add_subcommand("list");
-    list->add_flag("--json", options.json);
-
-    CLI::App* devices = app.add_subcommand("devices");
-    addAudioOptions(*devices, options, audioChoices);
-
-    CLI::App* run = app.add_subcommand("run");
-    run->add_option("TEST", options.tests)->required();
-    run->add_option("--param", options.params)->allow_extra_args(false);
-    run->add_option("--setting", options.settings)->allow_extra_args(false);
-    addAudioOptions(*run, options, audioChoices);
-    run->add_option("--base-dir", options.baseDir);
-    run->add_flag("--realtime", options.realtime);
-    run->add_option("--report", options.reportPath);
-    run->add_option("--log-level", options.logLevel)->check(CLI::Range(1, 3));
-    run->add_option("--ui", options.ui)->check(CLI::IsMember({"console", "scripted", "win32"}));
-    run->add_option("--answer", options.answer)->check(CLI::IsMember({"pass", "fail", "cancel"}));
+    CommandLineApp commandLine(options, audioChoices);
 
     // Help is asked for by an argument of its own, not by the value of an option
     // ("--base-dir -h" names a folder).
@@ -99,7 +166,14 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
                                                    "--machine",   "--base-dir", "--report",
                                                    "--log-level", "--ui",       "--answer"};
     for (std::size_t i = 0; i < arguments.size(); ++i) {
+        if (arguments[i] == "--help-all") {
+            options.command = Command::Help;
+            options.helpText = commandLine.app.help("", CLI::AppFormatMode::All);
+            return options;
+        }
         if (arguments[i] == "--help" || arguments[i] == "-h") {
+            options.command = Command::Help;
+            options.helpText = commandLine.help({arguments.begin(), arguments.begin() + i});
             return options;
         }
         if (kTakesValue.count(arguments[i]) != 0) {
@@ -112,12 +186,12 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
 
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
-        app.parse(reversed);
+        commandLine.app.parse(reversed);
     } catch (const CLI::ParseError& error) {
         throw UsageError(error.what());
     }
     // An empty name would silently mean "the default" instead of what was typed.
-    for (CLI::App* command : {devices, run}) {
+    for (CLI::App* command : {commandLine.devices, commandLine.run}) {
         for (const char* name : {"--base-dir", "--machine", "--report"}) {
             const CLI::Option* option = command->get_option_no_throw(name);
             if (option != nullptr && option->count() > 0 && option->results().back().empty()) {
@@ -125,12 +199,19 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
             }
         }
     }
-    if (list->parsed()) {
+    if (commandLine.version) {
+        if (arguments.size() != 1) {
+            throw UsageError("--version takes no command");
+        }
+        options.command = Command::Version;
+    } else if (commandLine.list->parsed()) {
         options.command = Command::List;
-    } else if (devices->parsed()) {
+    } else if (commandLine.devices->parsed()) {
         options.command = Command::Devices;
-    } else {
+    } else if (commandLine.run->parsed()) {
         options.command = Command::Run;
+    } else {
+        throw UsageError("no command given; try --help");
     }
     return options;
 }

@@ -7,7 +7,7 @@
 
 namespace vesk5::host {
 
-enum class Command { Help, List, Devices, Run };
+enum class Command { Help, Version, List, Devices, Run };
 
 struct Options {
     Command command = Command::Help;
@@ -23,6 +23,7 @@ struct Options {
     bool json = false;
     bool realtime = false;
     std::optional<int> logLevel;
+    std::string helpText;  // for Command::Help: the help of the command asked about
 };
 
 // A command line the host cannot run; the message is one line for the user.
@@ -38,11 +39,8 @@ struct AudioChoice {
 };
 
 // Parses the arguments after the program name; --audio takes one of
-// `audioChoices`. Throws UsageError.
+// `audioChoices`, the first being the default. Throws UsageError.
 Options parseCommandLine(const std::vector<std::string>& arguments,
                          const std::vector<AudioChoice>& audioChoices);
-
-// The text of --help; the first audio choice is the default.
-std::string usageText(const std::vector<AudioChoice>& audioChoices);
 
 }  // namespace vesk5::host

@@ -9,6 +9,8 @@
 #include "EventCatalogue.hpp"
 #include "JsonText.hpp"
 #include "LogDirectory.hpp"
+#include "ResultReason.hpp"
+#include "RunLogHeader.hpp"
 #include "StopSignal.hpp"
 #include "Terminal.hpp"
 #include "UserStateDirectory.hpp"
@@ -73,6 +75,15 @@ std::string flagsText(const Test& test) {
         flags.push_back(fmt::format("optional devices: {}", capability.name()));
     }
     return fmt::format("{}", fmt::join(flags, ", "));
+}
+
+std::string requestedAudioText(const Options& options, const std::vector<AudioChoice>& choices) {
+    std::string name = options.audio;
+    if (name.empty()) {
+        name = choices.empty() ? "none" : choices.front().name + " (default)";
+    }
+    return options.machine.empty() ? name
+                                   : fmt::format("{}, machine file {}", name, options.machine);
 }
 
 TestResult combine(TestResult overall, TestResult next) {
@@ -141,6 +152,7 @@ void Framework::raise(Event* event, Severity severity, const char* source, int l
             "Event {} ({}) from {}:{}: {}", raised.key, severityName(severity), raised.source, line,
             raised.text);
     std::lock_guard lock(runMutex_);
+    currentTestExplained_ = currentTestExplained_ || severity != Severity::Informative;
     if (output_) {
         output_->event(currentTest_, raised);
     }
@@ -186,7 +198,10 @@ int Framework::start() {
     initializeModule();
     switch (options.command) {
         case Command::Help:
-            kvo::cout() << usageText(deviceSources.choices);
+            kvo::cout() << options.helpText << std::flush;
+            return TestResult::PASS().value();
+        case Command::Version:
+            kvo::cout() << "kvormicrophone " << version_ << std::endl;
             return TestResult::PASS().value();
         case Command::List:
             return list(options.json);
@@ -204,8 +219,10 @@ int Framework::list(bool json) {
         for (const auto& test : tests_) {
             nlohmann::json parameters = nlohmann::json::array();
             for (const Parameter* parameter : test->parameters()) {
-                parameters.push_back(
-                    {{"name", parameter->name()}, {"type", parameter->type().name()}});
+                parameters.push_back({{"name", parameter->name()},
+                                      {"type", parameter->type().name()},
+                                      {"description", parameter->description()},
+                                      {"example", parameter->example()}});
             }
             tests.push_back({{"name", test->name()},
                              {"capability", test->capability().name()},
@@ -231,6 +248,13 @@ int Framework::list(bool json) {
         for (const Parameter* parameter : test->parameters()) {
             kvo::cout() << fmt::format("      --param {}=<{}>\n", parameter->name(),
                                        parameter->type().name());
+            if (!parameter->description().empty()) {
+                kvo::cout() << fmt::format("          {}\n", parameter->description());
+            }
+            if (!parameter->example().empty()) {
+                kvo::cout() << fmt::format("          e.g. --param {}={}\n", parameter->name(),
+                                           parameter->example());
+            }
         }
     }
     kvo::cout() << fmt::format("\nEvents ({}):\n", events_.size());
@@ -379,6 +403,7 @@ int Framework::run(const Options& options) {
         logFile_ = std::make_shared<kvo::FileLogSink>(logDirectory(baseDirectory_) +
                                                       "/kvormicrophone.log");
         kvo::Logger::addSink(logFile_);
+        logRunHeader(version_, arguments_, requestedAudioText(options, deviceSources.choices));
         deviceSource_ = deviceSources.open != nullptr ? deviceSources.open(options)
                                                       : std::make_unique<NoDevices>();
     } catch (const UsageError& error) {
@@ -421,6 +446,7 @@ int Framework::run(const Options& options) {
     std::vector<std::string> betweenTests;
     overall = combine(overall, settleFiles(TestResult::PASS(), betweenTests));
     output_->runResult(overall);
+    logRunVerdict(overall);
     output_->whereFiles(logDirectory(baseDirectory_) + "/kvormicrophone.log",
                         logDirectory(baseDirectory_));
     report_->finish(overall);
@@ -510,7 +536,7 @@ TestResult Framework::runTest(Test& test) {
                                   test.capability().name(), deviceSource_->audioName()));
         report_->beginTest(test.name(), "");
         report_->endTest(TestResult::NODEVICE(), {});
-        output_->testResult(test.name(), TestResult::NODEVICE(), deviceSource_->simulated());
+        output_->testResult(test.name(), TestResult::NODEVICE(), deviceSource_->simulated(), {});
         return TestResult::NODEVICE();
     }
     if (test.enumeratesOnlyOnce()) {
@@ -522,17 +548,31 @@ TestResult Framework::runTest(Test& test) {
         {
             std::lock_guard lock(runMutex_);
             currentTest_ = test.name();
+            currentTestExplained_ = false;
             report_->beginTest(test.name(), device.name());
         }
         output_->testStarted(test.name(), device.name());
+        for (Parameter* parameter : test.parameters()) {
+            parameter->setProblem({});
+        }
+        const auto reasons = std::make_shared<ResultReasonSink>();
+        kvo::Logger::addSink(reasons);
         std::vector<std::string> files;
         const TestResult result = settleFiles(runGuarded(test, device), files);
+        kvo::Logger::removeSink(reasons);
+        bool explained = false;
         {
             std::lock_guard lock(runMutex_);
             report_->endTest(result, std::move(files));
             currentTest_.clear();
+            explained = currentTestExplained_;
         }
-        output_->testResult(test.name(), result, deviceSource_->simulated());
+        std::string reason = parameterProblems(test);
+        if (reason.empty()) {
+            reason = resultReason(result, reasons->take(), explained,
+                                  logDirectory(baseDirectory_) + "/kvormicrophone.log");
+        }
+        output_->testResult(test.name(), result, deviceSource_->simulated(), reason);
         overall = combine(overall, result);
     }
     return overall;

@@ -105,6 +105,7 @@ private:
     std::unique_ptr<RunOutput> output_;
     std::unique_ptr<RunReport> report_;
     std::string currentTest_;
+    bool currentTestExplained_ = false;  // a warning or error event said why it did not pass
     std::string baseDirectory_ = ".";
     bool promptEnable_ = false;
 };

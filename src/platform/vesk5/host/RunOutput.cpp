@@ -118,21 +118,28 @@ void RunOutput::progress(const std::string& test, int percent) {
     }
 }
 
-void RunOutput::testResult(const std::string& test, TestResult result, bool simulated) {
+void RunOutput::testResult(const std::string& test, TestResult result, bool simulated,
+                           const std::string& reason) {
     std::lock_guard lock(mutex_);
     const WrittenCheck check{*this};
     if (json_) {
-        stream_ << jsonText(nlohmann::json{{"type", "result"},
-                                           {"test", test},
-                                           {"result", result.name()},
-                                           {"code", result.value()},
-                                           {"simulated", simulated}})
-                << std::endl;
+        nlohmann::json line{{"type", "result"},
+                            {"test", test},
+                            {"result", result.name()},
+                            {"code", result.value()},
+                            {"simulated", simulated}};
+        if (!reason.empty()) {
+            line["reason"] = reason;
+        }
+        stream_ << jsonText(line) << std::endl;
         return;
     }
     endProgressLine();
     stream_ << fmt::format("{}: {}{}", test, result.name(), simulated ? " (simulated PC)" : "")
             << std::endl;
+    if (!reason.empty()) {
+        stream_ << "  reason: " << printable(reason, true) << std::endl;
+    }
 }
 
 void RunOutput::runResult(TestResult result) {
@@ -155,7 +162,9 @@ void RunOutput::whereFiles(const std::string& logFile, const std::string& record
         return;
     }
     endProgressLine();
-    stream_ << fmt::format("Log: {}   Recordings: {}", logFile, recordingsDirectory) << std::endl;
+    stream_ << fmt::format("Log: {}   Recordings: {}", printable(logFile),
+                           printable(recordingsDirectory))
+            << std::endl;
 }
 
 }  // namespace vesk5::host

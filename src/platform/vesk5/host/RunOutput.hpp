@@ -34,7 +34,9 @@ public:
     void testStarted(const std::string& test, const std::string& device);
     void event(const std::string& test, const RaisedEvent& event);
     void progress(const std::string& test, int percent);
-    void testResult(const std::string& test, TestResult result, bool simulated);
+    // `reason`: why a result is not PASS, "" when the events above said it.
+    void testResult(const std::string& test, TestResult result, bool simulated,
+                    const std::string& reason);
     void runResult(TestResult result);
     // The last line of a run: where its log and its recordings are.
     void whereFiles(const std::string& logFile, const std::string& recordingsDirectory);
