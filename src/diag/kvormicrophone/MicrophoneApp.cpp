@@ -9,6 +9,7 @@
 #include "Test/MicManagerWin7.hpp"
 #include "platform/kvo/Console.hpp"
 #include "platform/kvo/Exception.hpp"
+#include "platform/kvo/Resource.hpp"
 #include "platform/kvo/TraceLogger.hpp"
 #include "platform/ui/CommandLineParser.hpp"
 
@@ -103,6 +104,10 @@ void moduleInitialize() {
         MicrophoneTestParameter::initialize(g_microphoneTest);
     }
     FrequencyTestParameter::initialize(g_frequencyToneTest);
+    kvo::Resource::declareSetting("kvormicrophone", "GenerateRecording.value",
+                                  kvo::Resource::SettingKind::Boolean);
+    kvo::Resource::declareSetting("kvormicrophone", "FrequencyAnalysisWaveFile.value",
+                                  kvo::Resource::SettingKind::Text);
 }
 
 int CMicrophoneApp::Run(const std::vector<std::string>& arguments) {

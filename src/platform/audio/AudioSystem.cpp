@@ -197,6 +197,11 @@ std::unique_ptr<AudioRendererLegacyWave> AudioSystem::createAudioRendererLegacyW
     return std::make_unique<LegacyWaveRenderer>(createWaveOut());
 }
 
+void AudioSystem::declareSettings() {
+    kvo::Resource::declareSetting("audio", "AllowExternalMicTesting",
+                                  kvo::Resource::SettingKind::Boolean);
+}
+
 bool AudioSystem::externalMicTestingAllowedBySettings() {
     kvo::String value;
     bool allowed = false;

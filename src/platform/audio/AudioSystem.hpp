@@ -54,6 +54,8 @@ public:
     // too: when the setting [audio] AllowExternalMicTesting is true, or, on a
     // simulated PC, when its machine file says so.
     virtual bool allowExternalMicTesting() const { return externalMicTestingAllowedBySettings(); }
+    // Makes the settings above known to the settings check.
+    static void declareSettings();
 
     // The operating system's version; "10.0" on every system but Windows
     // unless a simulated machine sets another.

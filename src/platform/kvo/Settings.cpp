@@ -19,6 +19,16 @@ String quotedKey(std::string_view key) {
     return printable && key.size() <= kLongest ? fmt::format(" '{}'", key) : String();
 }
 
+// "true ; all of them" is "true": a comment inside a value starts after a blank.
+std::string_view withoutComment(std::string_view value) {
+    for (std::size_t i = 1; i < value.size(); ++i) {
+        if ((value[i] == ';' || value[i] == '#') && (value[i - 1] == ' ' || value[i - 1] == '\t')) {
+            return value.substr(0, i);
+        }
+    }
+    return value;
+}
+
 }  // namespace
 
 String Settings::normalise(std::string_view name) {
@@ -39,6 +49,10 @@ Settings Settings::parse(std::string_view text, std::string_view sourceName) {
     const auto fail = [&](std::string_view problem) {
         throw Exception(fmt::format("{}:{}: {}", sourceName, lineNumber, problem));
     };
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(kByteOrderMark)) {
+        text.remove_prefix(kByteOrderMark.size());
+    }
     for (std::size_t pos = 0; pos <= text.size();) {
         const std::size_t end = std::min(text.find('\n', pos), text.size());
         const String line = trim(text.substr(pos, end - pos));
@@ -69,7 +83,8 @@ Settings Settings::parse(std::string_view text, std::string_view sourceName) {
         if (!inSection) {
             fail(fmt::format("key{} before any [section]", quotedKey(key)));
         }
-        settings.set(section, key, std::string_view(line).substr(equals + 1));
+        settings.set(section, key, withoutComment(std::string_view(line).substr(equals + 1)),
+                     fmt::format("{}:{}", sourceName, lineNumber));
     }
     return settings;
 }
@@ -92,11 +107,13 @@ std::optional<String> Settings::get(std::string_view section, std::string_view k
     if (keyIt == sectionIt->second.end()) {
         return std::nullopt;
     }
-    return keyIt->second;
+    return keyIt->second.value;
 }
 
-void Settings::set(std::string_view section, std::string_view key, std::string_view value) {
-    sections_[normalise(section)][normalise(key)] = trim(value);
+void Settings::set(std::string_view section, std::string_view key, std::string_view value,
+                   std::string_view origin) {
+    sections_[normalise(section)][normalise(key)] =
+        SettingEntry{trim(section), trim(key), trim(value), String(origin)};
 }
 
 void Settings::merge(const Settings& other) {

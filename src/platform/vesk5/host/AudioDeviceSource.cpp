@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/audio/AudioSystem.hpp"
 #include "platform/audio/Backends.hpp"
 #include "platform/audio/DeviceReport.hpp"
 #include "platform/kvo/Exception.hpp"
@@ -103,6 +104,7 @@ DeviceSources audioDeviceSources() {
         sources.choices.push_back({backend.name, backend.description});
     }
     sources.open = openAudioDevices;
+    audio::AudioSystem::declareSettings();
     return sources;
 }
 

@@ -365,7 +365,11 @@ std::string Framework::applySettings(const Options& options) {
             return fmt::format("malformed --setting '{}': expected SECTION.KEY=VALUE", assignment);
         }
     }
-    return {};
+    const kvo::Resource::SettingsProblems problems = kvo::Resource::checkSettings();
+    for (const std::string& warning : problems.warnings) {
+        kvo::cerr() << "kvormicrophone: warning: " << warning << std::endl;
+    }
+    return problems.errors.empty() ? std::string() : problems.errors.front();
 }
 
 int Framework::run(const Options& options) {

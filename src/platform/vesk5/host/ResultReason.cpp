@@ -5,14 +5,17 @@
 namespace vesk5::host {
 
 namespace {
-// The framework logs the events it raises; those are shown as events already.
-constexpr std::string_view kFrameworkLogger = "vesk5";
+// The framework logs the events it raises, and a backend prints the failures
+// it logs itself (a lost audio server): both reach the terminal already.
+bool shownAlready(std::string_view logger) {
+    return logger == "vesk5" || logger.starts_with("audio.");
+}
 // A reason is the last line or two a test logged, not the whole log.
 constexpr std::size_t kReasonLines = 2;
 }  // namespace
 
 void ResultReasonSink::write(const kvo::LogRecord& record) {
-    if (record.priority < kvo::kLogError || record.logger == kFrameworkLogger) {
+    if (record.priority < kvo::kLogError || shownAlready(record.logger)) {
         return;
     }
     std::lock_guard lock(mutex_);
