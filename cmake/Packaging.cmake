@@ -1,0 +1,20 @@
+# `cpack` in a build folder: a .deb from the native build (its library
+# dependencies found by dpkg-shlibdeps), a .zip from the MinGW build.
+set(CPACK_PACKAGE_NAME kvormicrophone)
+set(CPACK_PACKAGE_VENDOR "kvormicrophone developers")
+set(CPACK_PACKAGE_CONTACT "kvormicrophone developers <kvormicrophone@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
+    "tests a PC's microphones and its speaker-to-microphone path")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_STRIP_FILES ON)
+if(WIN32)
+    set(CPACK_GENERATOR ZIP)
+    set(CPACK_SYSTEM_NAME windows-x64)
+else()
+    set(CPACK_GENERATOR DEB)
+    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+    set(CPACK_DEBIAN_PACKAGE_SECTION sound)
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "pulseaudio | pipewire-pulse")
+endif()
+include(CPack)
