@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "platform/kvo/LogSinks.hpp"
-#include "platform/kvo/TraceLogger.hpp"
 #include "support/CapturingLogSink.hpp"
 #include "support/TempDirectory.hpp"
 
@@ -26,13 +25,6 @@ TEST_F(LoggerTest, MessageIsTheTagABlankAndTheText) {
     logger.log(kLogInfo, 7, "");
     EXPECT_EQ(capture.messages("test.logger"),
               (std::vector<std::string>{"235 StaticPCMBuffer length is short", "7 "}));
-}
-
-TEST_F(LoggerTest, UntaggedMessagesCarryTheirSourceLine) {
-    const int line = __LINE__ + 1;
-    KVO_LOG(logger, kLogError, "value {}", 42);
-    EXPECT_EQ(capture.messages("test.logger"),
-              std::vector<std::string>{std::to_string(line) + " value 42"});
 }
 
 TEST(LoggerGating, WrittenOnlyWhenBothGlobalAndOwnPriorityAllow) {
@@ -60,15 +52,6 @@ TEST_F(LoggerTest, DisabledMessagesAreNotEvenFormatted) {
     const auto counter = [&] { return ++formatted; };
     KVO_LOG(logger, kLogDetail, "{}", counter());
     EXPECT_EQ(formatted, 0);
-}
-
-TEST_F(LoggerTest, TraceScopeLogsEntryAndExitAtDetailPriority) {
-    { TraceLogger trace(logger, "FFT::Transform", "FFT.cpp"); }
-    const std::vector<test::CapturedLine> lines = capture.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].priority, kLogDetail);
-    EXPECT_NE(lines[0].message.find("Entering FFT::Transform (FFT.cpp)"), std::string::npos);
-    EXPECT_NE(lines[1].message.find("Leaving FFT::Transform"), std::string::npos);
 }
 
 TEST_F(LoggerTest, FileSinkAppendsDecoratedMessages) {

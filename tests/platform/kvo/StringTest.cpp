@@ -15,11 +15,6 @@ TEST(Tokenize, DropsEmptyTokensLikeATokenizer) {
     EXPECT_EQ(tokenize("440", ','), Tokens{"440"});
 }
 
-TEST(Tokenize, KeepsBlanksInsideTokens) {
-    EXPECT_EQ(tokenize("440, 1000", ','), (Tokens{"440", " 1000"}));
-    EXPECT_EQ(tokenize("a.b.wav", '.'), (Tokens{"a", "b", "wav"}));
-}
-
 TEST(StrToUInt, AcceptsPlainDecimalDigitsUpToTheLargestUnsigned) {
     std::uint32_t value = 7;
     ASSERT_TRUE(strToUInt("0", value));
@@ -59,13 +54,6 @@ TEST(StrToBoolean, RefusesUnknownTextWithoutTouchingTheValue) {
         EXPECT_FALSE(strToBoolean(bad, value)) << bad;
         EXPECT_TRUE(value);
     }
-}
-
-TEST(Trim, RemovesBlanksTabsAndLineEndsAtBothEndsOnly) {
-    EXPECT_EQ(trim("  a b \t\r\n"), "a b");
-    EXPECT_EQ(trim(" \t "), "");
-    EXPECT_EQ(trim(""), "");
-    EXPECT_EQ(trim("x"), "x");
 }
 
 }  // namespace

@@ -86,20 +86,5 @@ TEST(MachineFile, ErrorsNameTheFileAndTheBadField) {
     }
 }
 
-TEST(MachineFile, VersionsAndFormatShorthandsAreRead) {
-    json machine = json::parse(defaultMachineJson());
-    machine["windowsVersion"] = "6.0.2";
-    machine["endpoints"][1]["formats"] =
-        json::array({{{"rate", 44100}, {"bits", 16}, {"channels", 1}}});
-    const Machine parsed = parseMachine(machine.dump(), "x");
-    EXPECT_EQ(parsed.windowsVersion.major, 6u);
-    EXPECT_EQ(parsed.windowsVersion.minor, 0u);
-    EXPECT_EQ(parsed.windowsVersion.servicePackMajor, 2u);
-    // A plain list serves both share modes.
-    ASSERT_EQ(parsed.endpoints[1].sharedFormats.size(), 1u);
-    EXPECT_EQ(parsed.endpoints[1].sharedFormats[0], makePcmFormat(1, 44100, 16));
-    EXPECT_EQ(parsed.endpoints[1].exclusiveFormats, parsed.endpoints[1].sharedFormats);
-}
-
 }  // namespace
 }  // namespace audio::sim
