@@ -59,17 +59,27 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const TempDirec
 
 namespace {
 
-ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std::string& machine,
-                            const TempDirectory& base) {
+std::string scenarioFile(const std::string& scenario) {
+    return scenario.empty() ? "" : std::string(KVO_SCENARIOS) + "/" + scenario + ".json";
+}
+
+std::string machineRunCommand(const std::vector<std::string>& arguments, const std::string& machine,
+                              const TempDirectory& base) {
     std::string command = quoted(KVO_PROGRAM) + " run";
     for (const std::string& argument : arguments) {
         command += " " + quoted(argument);
     }
     // Detail logging: several checks read lines that are logged at priority 1.
-    command += " --audio sim --json --log-level 1 --base-dir " + quoted(base.path());
+    command += " --audio sim --log-level 1 --base-dir " + quoted(base.path());
     if (!machine.empty()) {
         command += " --machine " + quoted(machine);
     }
+    return command;
+}
+
+ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std::string& machine,
+                            const TempDirectory& base) {
+    std::string command = machineRunCommand(arguments, machine, base) + " --json";
     command += " --report " + quoted(base.file("report.json"));
     command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
     return collect(command, base);
@@ -79,9 +89,17 @@ ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std
 
 ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
                             const TempDirectory& base) {
-    return runOnMachineFile(
-        arguments, scenario.empty() ? "" : std::string(KVO_SCENARIOS) + "/" + scenario + ".json",
-        base);
+    return runOnMachineFile(arguments, scenarioFile(scenario), base);
+}
+
+std::string textOfRunOnSimulatedPc(const std::vector<std::string>& arguments,
+                                   const std::string& scenario, const TempDirectory& base) {
+    const std::string command = machineRunCommand(arguments, scenarioFile(scenario), base) + " > " +
+                                quoted(base.file("stdout.txt")) + " 2>&1";
+    if (std::system(command.c_str()) == -1) {
+        return "";
+    }
+    return readFile(base.file("stdout.txt"));
 }
 
 nlohmann::json scenarioMachine(const std::string& scenario) {
@@ -119,6 +137,16 @@ std::vector<nlohmann::json> ProgramRun::events(const std::string& key) const {
     std::vector<nlohmann::json> found;
     for (const nlohmann::json& line : lines) {
         if (line["type"] == "event" && line["key"] == key) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
+std::vector<nlohmann::json> ProgramRun::measurements() const {
+    std::vector<nlohmann::json> found;
+    for (const nlohmann::json& line : lines) {
+        if (line["type"] == "measurement") {
             found.push_back(line);
         }
     }

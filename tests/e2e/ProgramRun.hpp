@@ -20,6 +20,8 @@ struct ProgramRun {
     std::vector<nlohmann::json> events(const std::string& key) const;
     // Every event raised, in order, as "<severity> <key>".
     std::vector<std::string> raised() const;
+    // The measurement lines (one per check), in order.
+    std::vector<nlohmann::json> measurements() const;
     // Every progress value the framework received, in order.
     std::vector<int> progress() const;
     std::string log() const;
@@ -35,6 +37,9 @@ struct ProgramRun {
 // `base` as its base directory; an empty scenario is the built-in laptop.
 ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
                             const TempDirectory& base);
+// The same run as a person sees it: the program's text output instead of --json.
+std::string textOfRunOnSimulatedPc(const std::vector<std::string>& arguments,
+                                   const std::string& scenario, const TempDirectory& base);
 
 // The machine file of a scenario, to be changed by a test.
 nlohmann::json scenarioMachine(const std::string& scenario);

@@ -63,6 +63,10 @@ void DiagModule::error(Event* event, const char* source, int line) {
     Framework::instance().raise(event, Severity::Error, source, line);
 }
 
+void DiagModule::reportMeasurement(const Measurement& measurement) {
+    Framework::instance().measured(measurement);
+}
+
 bool DiagModule::promptEnable() {
     return Framework::instance().promptEnable();
 }

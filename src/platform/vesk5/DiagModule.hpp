@@ -5,6 +5,7 @@
 
 #include "Device.hpp"
 #include "Event.hpp"
+#include "Measurement.hpp"
 #include "MessageBox2.hpp"
 #include "Parameter.hpp"
 #include "Test.hpp"
@@ -40,6 +41,8 @@ public:
     static void informative(Event* event, const char* source, int line);
     static void warning(Event* event, const char* source, int line);
     static void error(Event* event, const char* source, int line);
+    // Figures a check measured, shown and recorded beside the test's events.
+    static void reportMeasurement(const Measurement& measurement);
 
     static bool promptEnable();
     static bool checkForStop();

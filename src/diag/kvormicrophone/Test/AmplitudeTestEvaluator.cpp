@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "AmplitudeMeter.hpp"
 #include "MicManagerWin7.hpp"
 #include "common/libAudio-common/PCMSupport.hpp"
 #include "diag/kvormicrophone/MicrophoneTestEventReporter.hpp"
@@ -116,6 +117,11 @@ TestResult AmplitudeTestEvaluator::evaluateSignal(const Device& device) {
     }
     const Checks checks = checkAmplitudes(range, m_recordings[1].amplitude,
                                           m_recordings[2].amplitude, m_recordings[3].amplitude);
+    DiagModule::reportMeasurement(
+        amplitudeMeasurement(device.name,
+                             {m_recordings[0].amplitude, m_recordings[1].amplitude,
+                              m_recordings[2].amplitude, m_recordings[3].amplitude},
+                             range, checks, m_micManager->boostControl()));
     if (checks.passed()) {
         return TestResult::PASS();
     }
@@ -139,6 +145,8 @@ AmplitudeTestEvaluator::Checks AmplitudeTestEvaluator::checkAmplitudes(float ran
     KVO_LOG(moduleLogger(), kvo::kLogDetail, "IntensityDiff = {} Our definition of silence {}",
             intensityDiff, silence);
     checks.loudest = intensityDiff > silence;
+    checks.loudIncrease = intensityDiff;
+    checks.silenceThreshold = silence;
 
     KVO_LOG(moduleLogger(), kvo::kLogDetail,
             "Testing unmuted amplitude levels. Expect some audible difference.");
@@ -155,6 +163,8 @@ AmplitudeTestEvaluator::Checks AmplitudeTestEvaluator::checkAmplitudes(float ran
         KVO_LOG(moduleLogger(), kvo::kLogDetail,
                 "Rated Amplification factor from 0% to 100% unmuted = {}dB.", rangeDb);
         checks.unmuted = gain > static_cast<double>(passingLevel);
+        checks.gainDb = gain;
+        checks.passingGainDb = passingLevel;
     }
     return checks;
 }

@@ -30,6 +30,11 @@ public:
         bool muted = false;
         bool loudest = false;
         bool unmuted = false;
+        // The figures the checks compared, for the report beside the verdict.
+        double loudIncrease = 0.0;      // a3 - a1
+        double silenceThreshold = 0.0;  // what a3 - a1 must exceed
+        double gainDb = 0.0;            // a3 against a2; 0 when a2 is silence
+        double passingGainDb = 0.0;     // what the gain must exceed
         bool passed() const { return muted && loudest && unmuted; }
     };
     // The checks on the amplitudes of recordings 1 (loud, muted), 2 (silent,

@@ -64,6 +64,7 @@ FrequencyToneTest::FrequencyToneTest() : m_audio(audio::currentSystem()) {
             m_generateRecording);
     KVO_LOG(toneLogger(), kvo::kLogDetail, "Initial WaveFile Name is: {}",
             m_frequencyAnalysisWaveFile);
+    m_signalTester.setChannelObserver(&m_toneMeter);
 }
 
 FrequencyToneTest::~FrequencyToneTest() {
@@ -320,9 +321,13 @@ TestResult FrequencyToneTest::verifyTestSignal(std::uint32_t speaker, std::uint3
     const bool ok = m_signalTester.isSignalValid(&m_currentTone);
     KVO_LOG(toneLogger(), kvo::kLogInfo, "Is recording successful : {}", ok ? "Yes" : "No");
     KVO_LOG(toneLogger(), kvo::kLogDetail, "GenerateRecording= {}", m_generateRecording);
-    if (m_generateRecording || !ok) {
+    const bool saved = m_generateRecording || !ok;
+    if (saved) {
         createWaveFile();
     }
+    reportToneFigures(
+        speaker, microphone,
+        saved ? std::to_string(static_cast<std::uint32_t>(m_currentTone.left)) + ".wav" : "");
     return ok ? TestResult::PASS() : TestResult::FAIL();
 }
 
@@ -520,13 +525,33 @@ TestResult FrequencyToneTest::analyzeWaveFileRecording(TestResult) {
     }
     m_currentTone.left = frequency.left;
     m_currentTone.right = frequency.right;
-    if (m_signalTester.isSignalValid(&m_currentTone)) {
+    const bool heard = m_signalTester.isSignalValid(&m_currentTone);
+    m_toneMeter.report("file \"" + m_frequencyAnalysisWaveFile + "\"",
+                       {{"file", m_frequencyAnalysisWaveFile}});
+    if (heard) {
         return TestResult::PASS();
     }
     events::FAIL_FREQUENCY_TONE_TEST->setVariable("frequencies",
                                                   vesk5::Value(std::to_string(frequency.left)));
     DiagModule::error(events::FAIL_FREQUENCY_TONE_TEST, kSource, __LINE__);
     return TestResult::FAIL();
+}
+
+void FrequencyToneTest::reportToneFigures(std::uint32_t speaker, std::uint32_t microphone,
+                                          const kvo::String& savedFile) {
+    const kvo::String speakerName = m_speakers[speaker]->friendlyName();
+    const kvo::String microphoneName = m_microphones[microphone]->friendlyName();
+    // The speaker is named only when there is a choice of them.
+    kvo::String label = "mic \"" + microphoneName + "\"";
+    if (m_speakers.size() > 1) {
+        label = "speaker \"" + speakerName + "\"  " + label;
+    }
+    std::vector<std::pair<std::string, std::string>> subject{{"speaker", speakerName},
+                                                             {"microphone", microphoneName}};
+    if (!savedFile.empty()) {
+        subject.emplace_back("file", savedFile);
+    }
+    m_toneMeter.report(label, std::move(subject));
 }
 
 bool FrequencyToneTest::parseWaveFileFrequency(stereo_freq_t& frequency) {

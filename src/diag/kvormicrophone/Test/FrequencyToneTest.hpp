@@ -5,6 +5,7 @@
 
 #include "MicManagerWin7.hpp"
 #include "SignalTester.hpp"
+#include "ToneMeter.hpp"
 #include "common/libAudio-common/StaticPCMBuffer.hpp"
 #include "platform/audio/AudioStreams.hpp"
 #include "platform/kvo/Array.hpp"
@@ -98,6 +99,9 @@ private:
     void cleanWaveFilesInLogDirectory();
     vesk5::TestResult analyzeWaveFileRecording(vesk5::TestResult result);
     bool parseWaveFileFrequency(stereo_freq_t& frequency);
+    // The figures of the check just analysed, with the file it was saved to ("" for none).
+    void reportToneFigures(std::uint32_t speaker, std::uint32_t microphone,
+                           const kvo::String& savedFile);
 
     SignalTester m_signalTester;
     audio::WAVEFORMATEX m_playbackFormat;
@@ -112,6 +116,7 @@ private:
     kvo::Array<bool> m_savedSpeakerMutes;
     kvo::Array<stereo_freq_t> m_frequencies;
     CurrentTone m_currentTone;
+    ToneMeter m_toneMeter{m_currentTone};
     const std::uint32_t m_minimumFrequency = 20;
     const std::uint32_t m_maximumFrequency = 20000;
     const std::uint32_t m_toneAmplitude = 16383;

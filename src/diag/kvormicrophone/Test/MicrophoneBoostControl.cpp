@@ -14,6 +14,8 @@ bool MicrophoneBoostControl::initialize(audio::AudioDevice& microphone) {
     kvo::TraceLogger trace(moduleLogger(), "MicrophoneBoostControl::initialize",
                            "MicrophoneBoostControl");
     restore();
+    boostedStages = 0;
+    appliedGainDb = 0.0;
     kvo::Array<audio::AudioComponent<audio::IConnector>> connectors;
     if (microphone.connector(connectors) == 0 || connectors.empty()) {
         KVO_LOG_TAG(moduleLogger(), kvo::kLogError, 79,
@@ -88,11 +90,17 @@ void MicrophoneBoostControl::registerVolumeControllers(const std::shared_ptr<aud
 bool MicrophoneBoostControl::maximizeBoost() {
     kvo::TraceLogger trace(moduleLogger(), "MicrophoneBoostControl::maximizeBoost",
                            "MicrophoneBoostControl");
+    boostedStages = 0;
+    appliedGainDb = 0.0;
     for (const auto& controller : controllers) {
         float minimum = 0.0F;
         float maximum = 0.0F;
         float step = 0.0F;
         controller->GetLevelRange(0, minimum, maximum, step);
+        float before = 0.0F;
+        controller->GetLevel(0, before);
+        ++boostedStages;
+        appliedGainDb += static_cast<double>(maximum - before);
         std::uint32_t channels = 1;
         controller->GetChannelCount(channels);
         for (std::uint32_t channel = 0; channel < channels; ++channel) {

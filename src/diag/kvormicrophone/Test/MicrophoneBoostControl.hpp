@@ -21,6 +21,10 @@ public:
     void restore();
 
     std::uint32_t stageCount() const { return controllers.size(); }
+    // What the last maximizeBoost() did: the stages it raised and the dB it
+    // added to channel 0 over all of them. Kept after restore(), for the report.
+    std::uint32_t stagesBoosted() const { return boostedStages; }
+    double gainAppliedDb() const { return appliedGainDb; }
 
     // The most parts one topology walk visits.
     static constexpr std::uint32_t kMaxParts = 1u << 20;
@@ -33,6 +37,8 @@ private:
     kvo::Array<std::shared_ptr<audio::IAudioVolumeLevel>> controllers;
     kvo::Array<float> savedLevels;
     std::string micName;
+    std::uint32_t boostedStages = 0;
+    double appliedGainDb = 0.0;
 };
 
 }  // namespace kvormicrophone

@@ -78,6 +78,7 @@ public:
 
     const audio::WAVEFORMATEX& recordingFormat() const { return m_recordingFormat; }
     const libAudio::StaticPCMBuffer& recordingBuffer() const { return m_recordingBuffer; }
+    const MicrophoneBoostControl& boostControl() const { return m_boost; }
     // Null when no recording was started.
     kvo::ManagedThread* recordingThread() { return m_recordingThread.get(); }
     // Whether the capture is still filling the buffer.

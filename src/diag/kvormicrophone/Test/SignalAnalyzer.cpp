@@ -56,6 +56,10 @@ bool SignalAnalyzer::signalProperty(const libAudio::StaticPCMBuffer& signal,
             return false;
         }
         properties.append({fft_.dominantFrequency(), fft_.size() / fft_.sampleRate(), 0.0});
+        if (observer_ != nullptr) {
+            observer_->channelAnalysed(static_cast<std::uint32_t>(channel), samples_.data(), blocks,
+                                       fft_, properties[properties.size() - 1]);
+        }
     }
     return true;
 }

@@ -16,6 +16,16 @@ struct SignalProperty {
     double reserved = 0.0;  // never filled
 };
 
+// Told about every channel right after its transform, while its spectrum is
+// still there: figures beside the verdict come from the same analysis.
+class ChannelObserver {
+public:
+    virtual ~ChannelObserver() = default;
+    virtual void channelAnalysed(std::uint32_t channel, const std::int16_t* samples,
+                                 std::uint32_t count, const libMath::FFT& fft,
+                                 const SignalProperty& property) = 0;
+};
+
 // Finds the dominant frequency of every channel of a recording.
 class SignalAnalyzer {
 public:
@@ -26,11 +36,14 @@ public:
                         kvo::Array<SignalProperty>& properties);
 
     const libMath::FFT& fft() const { return fft_; }
+    // Not owned; null for none.
+    void setObserver(ChannelObserver* observer) { observer_ = observer; }
 
 private:
     kvo::ByteArray channel_;  // the channel being analysed, kept for the next call
     kvo::GrowableArray<std::int16_t> samples_;
     libMath::FFT fft_;
+    ChannelObserver* observer_ = nullptr;
 };
 
 }  // namespace kvormicrophone

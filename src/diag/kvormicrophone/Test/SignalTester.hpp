@@ -32,6 +32,8 @@ public:
     // The source is not owned and may be null.
     void setRecordingSource(const RecordingSource* source) { source_ = source; }
     const RecordingSource* recordingSource() const { return source_; }
+    // Sees every channel the tester analyses; not owned, may be null.
+    void setChannelObserver(ChannelObserver* observer) { analyzer_.setObserver(observer); }
 
     // True when the dominant frequency of every channel lies within its
     // tolerance of the expected one (edges included). Stops at the first

@@ -161,6 +161,18 @@ void Framework::raise(Event* event, Severity severity, const char* source, int l
     }
 }
 
+void Framework::measured(const Measurement& measurement) {
+    KVO_LOG(kvo::Logger::get("vesk5"), kvo::kLogInfo, "Measured {}: {} ({}) {}", measurement.check,
+            measurement.summary, measurement.diagnosis, measurement.passed ? "PASS" : "FAIL");
+    std::lock_guard lock(runMutex_);
+    if (output_) {
+        output_->measurement(currentTest_, measurement);
+    }
+    if (report_ && report_->current() != nullptr) {
+        report_->current()->measurements.push_back(measurement);
+    }
+}
+
 bool Framework::checkForStop() {
     return stopSignalled() || (deviceSource_ && deviceSource_->stopRequested());
 }

@@ -57,6 +57,7 @@ public:
     unsigned optionalDeviceCount() const { return static_cast<unsigned>(optionalDevices_.size()); }
     const DiagDevice& optionalDevice(unsigned index) const;
     void raise(Event* event, Severity severity, const char* source, int line);
+    void measured(const Measurement& measurement);
     bool promptEnable() const { return promptEnable_; }
     void setPromptEnable(bool enabled) { promptEnable_ = enabled; }
     bool checkForStop();

@@ -22,6 +22,22 @@ std::string_view severityName(Severity severity) {
     }
 }
 
+nlohmann::json subjectJson(const Measurement& measurement) {
+    nlohmann::json object = nlohmann::json::object();
+    for (const auto& [name, value] : measurement.subject) {
+        object[name] = value;
+    }
+    return object;
+}
+
+nlohmann::json figuresJson(const Measurement& measurement) {
+    nlohmann::json object = nlohmann::json::object();
+    for (const auto& [name, value] : measurement.figures) {
+        object[name] = value;
+    }
+    return object;
+}
+
 namespace {
 
 nlohmann::json variablesJson(const std::vector<std::pair<std::string, Value>>& variables) {
@@ -101,6 +117,30 @@ void RunOutput::event(const std::string& test, const RaisedEvent& event) {
     stream_ << fmt::format("  {:<7} {}: {}", severityName(event.severity), event.key,
                            printable(event.text))
             << std::endl;
+}
+
+void RunOutput::measurement(const std::string& test, const Measurement& measurement) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "measurement"},
+                                  {"test", test},
+                                  {"check", measurement.check},
+                                  {"kind", measurement.kind},
+                                  {"passed", measurement.passed},
+                                  {"diagnosis", measurement.diagnosis},
+                                  {"subject", subjectJson(measurement)},
+                                  {"measurement", figuresJson(measurement)}}
+                       .dump()
+                << std::endl;
+        return;
+    }
+    endProgressLine();
+    stream_ << fmt::format("  {}: {}  {}", measurement.check, measurement.summary,
+                           measurement.passed ? "PASS" : "FAIL");
+    if (!measurement.diagnosis.empty()) {
+        stream_ << " (" << measurement.diagnosis << ")";
+    }
+    stream_ << std::endl;
 }
 
 void RunOutput::progress(const std::string& test, int percent) {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "platform/vesk5/Measurement.hpp"
 #include "platform/vesk5/TestResult.hpp"
 #include "platform/vesk5/Value.hpp"
 
@@ -13,6 +15,10 @@ namespace vesk5::host {
 
 enum class Severity { Informative, Warning, Error };
 std::string_view severityName(Severity severity);
+
+// A measurement's parts as JSON objects: what was measured, and the numbers.
+nlohmann::json subjectJson(const Measurement& measurement);
+nlohmann::json figuresJson(const Measurement& measurement);
 
 struct RaisedEvent {
     std::string key;
@@ -33,6 +39,8 @@ public:
     void note(const std::string& text);
     void testStarted(const std::string& test, const std::string& device);
     void event(const std::string& test, const RaisedEvent& event);
+    // One line per check: what, the figures, the verdict and why.
+    void measurement(const std::string& test, const Measurement& measurement);
     void progress(const std::string& test, int percent);
     // `reason`: why a result is not PASS, "" when the events above said it.
     void testResult(const std::string& test, TestResult result, bool simulated,

@@ -32,6 +32,7 @@ RunReport::TestRecord& RunReport::beginTest(const std::string& name, const std::
                       {},
                       {},
                       {},
+                      {},
                       std::chrono::system_clock::now(),
                       {}});
     current_ = &tests_.back();
@@ -66,12 +67,22 @@ std::string RunReport::toJson() const {
                               {"text", event.text},
                               {"variables", variables}});
         }
+        nlohmann::json checks = nlohmann::json::array();
+        for (const Measurement& measurement : test.measurements) {
+            checks.push_back({{"check", measurement.check},
+                              {"kind", measurement.kind},
+                              {"passed", measurement.passed},
+                              {"diagnosis", measurement.diagnosis},
+                              {"subject", subjectJson(measurement)},
+                              {"measurement", figuresJson(measurement)}});
+        }
         const int reached = test.progress.empty() ? 0 : test.progress.back();
         tests.push_back({{"name", test.name},
                          {"device", test.device},
                          {"result", test.result.name()},
                          {"resultCode", test.result.value()},
                          {"events", events},
+                         {"checks", checks},
                          {"progress", test.progress},
                          {"progressReached", reached},
                          {"files", test.files},

@@ -17,6 +17,7 @@ public:
         TestResult result;
         std::vector<RaisedEvent> events;
         std::vector<int> progress;
+        std::vector<Measurement> measurements;
         std::vector<std::string> files;
         std::chrono::system_clock::time_point started;
         std::chrono::system_clock::time_point ended;

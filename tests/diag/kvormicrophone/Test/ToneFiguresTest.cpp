@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "common/libMath/FFT.hpp"
+#include "diag/kvormicrophone/Test/ToneFigures.hpp"
+
+namespace kvormicrophone {
+namespace {
+
+constexpr double kRate = 48000.0;
+constexpr std::uint32_t kCount = 19200;  // what the tone test analyses of one second
+constexpr double kTwoPi = 6.283185307179586;
+
+struct Channel {
+    std::vector<double> values = std::vector<double>(kCount, 0.0);
+
+    Channel& tone(double hz, double amplitude) {
+        for (std::uint32_t i = 0; i < kCount; ++i) {
+            values[i] += amplitude * std::sin(kTwoPi * hz * i / kRate + 0.3);
+        }
+        return *this;
+    }
+    // Gaussian noise of the given standard deviation, the same every run.
+    Channel& noise(double deviation) {
+        std::mt19937 generator(7);
+        std::normal_distribution<double> normal(0.0, deviation);
+        for (double& value : values) {
+            value += normal(generator);
+        }
+        return *this;
+    }
+    // Rounded and limited to 16 bits, then measured as the tone test does.
+    ToneFigures measure(double expectedHz) const {
+        std::vector<std::int16_t> samples;
+        for (const double value : values) {
+            samples.push_back(
+                static_cast<std::int16_t>(std::clamp(std::round(value), -32768.0, 32767.0)));
+        }
+        libMath::FFT fft;
+        EXPECT_TRUE(fft.Transform(samples.data(), kCount, kRate));
+        const double tolerance = fft.size() / kRate;
+        return measureTone(samples.data(), kCount, fft, expectedHz, fft.dominantFrequency(),
+                           tolerance);
+    }
+};
+
+double dbfs(double rms) {
+    return 20.0 * std::log10(rms / 32768.0);
+}
+
+TEST(ToneFigures, ToneInNoiseGivesItsLevelsAndSignalToNoiseRatio) {
+    // A 1 kHz tone at half scale (RMS -9.03 dBFS) over noise 50 dB below it.
+    const double amplitude = 16384.0;
+    const double noise = amplitude / std::sqrt(2.0) / std::pow(10.0, 50.0 / 20.0);
+    const ToneFigures figures = Channel().tone(1000.0, amplitude).noise(noise).measure(1000.0);
+    EXPECT_TRUE(figures.heard);
+    EXPECT_NEAR(figures.foundHz, 1000.0, figures.toleranceHz);
+    EXPECT_DOUBLE_EQ(figures.binWidthHz, kRate / 32768);
+    EXPECT_NEAR(figures.rmsDbfs, dbfs(amplitude / std::sqrt(2.0)), 0.01);
+    // The noise adds a few of its deviations to the crest.
+    EXPECT_GT(figures.peakDbfs, dbfs(amplitude));
+    EXPECT_LT(figures.peakDbfs, dbfs(amplitude + 6 * noise));
+    EXPECT_NEAR(figures.toneDbfs, dbfs(amplitude / std::sqrt(2.0)), 0.01);
+    EXPECT_NEAR(figures.noiseFloorDbfs, dbfs(noise), 0.5);
+    EXPECT_NEAR(figures.snrDb, 50.0, 0.5);
+    EXPECT_NEAR(figures.thdnDb, -50.0, 0.5);
+    EXPECT_EQ(figures.clippedSamples, 0u);
+    EXPECT_EQ(figures.diagnosis(), "");
+}
+
+TEST(ToneFigures, ToneBetweenBinsLosesNothingToTheWindow) {
+    const ToneFigures figures = Channel().tone(1001.3, 8000.0).noise(8.0).measure(1001.3);
+    EXPECT_NEAR(figures.toneDbfs, dbfs(8000.0 / std::sqrt(2.0)), 0.02);
+    EXPECT_NEAR(figures.snrDb, 20.0 * std::log10(8000.0 / std::sqrt(2.0) / 8.0), 0.5);
+}
+
+TEST(ToneFigures, HarmonicsCountInThdPlusNoiseButNotInTheNoiseFloor) {
+    // A second harmonic 20 dB below the tone, noise 60 dB below it.
+    const ToneFigures figures =
+        Channel().tone(500.0, 10000.0).tone(1000.0, 1000.0).noise(7.07).measure(500.0);
+    EXPECT_NEAR(figures.thdnDb, -20.0, 0.2);
+    EXPECT_NEAR(figures.snrDb, 60.0, 1.0);
+    EXPECT_EQ(figures.diagnosis(), "");
+}
+
+TEST(ToneFigures, ClippedCaptureIsFlaggedWithTheSamplesAtFullScale) {
+    const ToneFigures figures = Channel().tone(1000.0, 40000.0).measure(1000.0);
+    EXPECT_GT(figures.clippedSamples, kCount / 4);
+    EXPECT_NEAR(figures.peakDbfs, 0.0, 0.001);
+    EXPECT_TRUE(figures.heard);
+    EXPECT_EQ(figures.diagnosis(), "clipping");
+}
+
+TEST(ToneFigures, SilenceNoiseAndAnotherToneEachGiveTheirOwnReason) {
+    const ToneFigures silence = Channel().measure(1000.0);
+    EXPECT_EQ(silence.rmsDbfs, ToneFigures::kFloorDb);
+    EXPECT_EQ(silence.peakDbfs, ToneFigures::kFloorDb);
+    EXPECT_FALSE(silence.heard);
+    EXPECT_EQ(silence.diagnosis(), "no signal");
+
+    const ToneFigures noise = Channel().noise(100.0).measure(1000.0);
+    EXPECT_FALSE(noise.heard);
+    EXPECT_LT(noise.peakProminenceDb, 20.0);
+    EXPECT_EQ(noise.diagnosis(), "tone not heard above the noise, low SNR");
+
+    const ToneFigures hum = Channel().tone(50.0, 3000.0).noise(100.0).measure(1000.0);
+    EXPECT_FALSE(hum.heard);
+    EXPECT_NEAR(hum.foundHz, 50.0, 1.5);
+    EXPECT_GT(hum.peakProminenceDb, 20.0);
+    EXPECT_EQ(hum.diagnosis(), "wrong frequency found, low SNR");
+}
+
+}  // namespace
+}  // namespace kvormicrophone
