@@ -21,6 +21,9 @@ _kvormicrophone() {
         --machine | --report)
             COMPREPLY=($(compgen -f -X '!*.json' -- "$current") $(compgen -d -- "$current"))
             return ;;
+        --junit)
+            COMPREPLY=($(compgen -f -X '!*.xml' -- "$current") $(compgen -d -- "$current"))
+            return ;;
         --base-dir)
             COMPREPLY=($(compgen -d -- "$current"))
             return ;;
@@ -41,7 +44,7 @@ _kvormicrophone() {
         list) words="--json --help" ;;
         devices) words="--audio --machine --json --help" ;;
         run)
-            words="--param --setting --audio --machine --base-dir --realtime --json --report
+            words="--param --setting --audio --machine --base-dir --realtime --json --report --junit
                    --log-level --ui --answer --help"
             if [[ $current != -* ]]; then
                 words=$("$program" list 2>/dev/null | awk '/^Tests:/ { on = 1; next }

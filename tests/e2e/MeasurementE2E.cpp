@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <sstream>
 
@@ -136,6 +138,95 @@ TEST(MeasurementE2E, AmplitudeCheckReportsTheFourLevelsTheThresholdsAndTheBoost)
     ASSERT_EQ(dead.measurements().size(), 1u);
     EXPECT_FALSE(dead.measurements()[0]["passed"].get<bool>());
     EXPECT_EQ(dead.measurements()[0]["diagnosis"], "no signal");
+}
+
+TEST(MeasurementE2E, FrequenciesBetweenAnalysisBinsAreNotedBeforePlayingAndStillFail) {
+    TempDirectory base;
+    const ProgramRun run =
+        runOnSimulatedPc({"FrequencyToneTest", "--param", "FrequencyList=200,446,1000"}, "", base);
+    EXPECT_EQ(run.exitCode, 1);
+    ASSERT_EQ(run.events("FAIL_FREQUENCY_TONE_TEST").size(), 1u);
+    EXPECT_EQ(run.events("FAIL_FREQUENCY_TONE_TEST")[0]["variables"]["frequencies"], "200 446");
+    std::vector<std::string> notes;
+    std::size_t firstTone = run.lines.size();
+    for (std::size_t i = 0; i < run.lines.size(); ++i) {
+        if (run.lines[i]["type"] == "note") {
+            EXPECT_LT(i, firstTone) << "noted after a tone was played";
+            notes.push_back(run.lines[i]["text"]);
+        } else if (run.lines[i]["type"] == "event" && run.lines[i]["key"] == "MSG_CURRENT_FREQ") {
+            firstTone = std::min(firstTone, i);
+        }
+    }
+    ASSERT_EQ(notes.size(), 2u);
+    EXPECT_EQ(notes[0].rfind("200 Hz lies between two analysis bins at 48000", 0), 0u) << notes[0];
+    EXPECT_NE(notes[0].find("199 Hz and 201 Hz pass"), std::string::npos) << notes[0];
+    EXPECT_NE(notes[1].find("445 Hz and 447 Hz pass"), std::string::npos) << notes[1];
+    EXPECT_EQ(run.report["tests"][0]["notes"], nlohmann::json(notes));
+    // What the path delivered was clean: only the match window failed them.
+    for (const nlohmann::json& check : run.measurements()) {
+        EXPECT_GT(check["measurement"]["snrDb"].get<double>(), 20.0) << check.dump();
+        EXPECT_EQ(check["passed"].get<bool>(),
+                  check["measurement"]["expectedHz"].get<double>() == 1000.0);
+    }
+}
+
+// One row of `sox FILE -n trim 28800s stats`: overall, left, right.
+std::vector<double> soxStatsRow(const std::string& wav, const std::string& row,
+                                const TempDirectory& base) {
+    const std::string output = base.file("stats.txt");
+    // The tone test analyses what follows the first 60% of a one-second capture.
+    const std::string command = "sox '" + wav + "' -n trim 28800s stats > '" + output + "' 2>&1";
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+    std::ifstream stats(output);
+    for (std::string line; std::getline(stats, line);) {
+        if (line.rfind(row, 0) == 0) {
+            std::istringstream values(line.substr(row.size()));
+            std::vector<double> numbers;
+            for (double value = 0.0; values >> value;) {
+                numbers.push_back(value);
+            }
+            return numbers;
+        }
+    }
+    ADD_FAILURE() << "no row " << row << " in the output of " << command;
+    return {};
+}
+
+TEST(MeasurementE2E, LevelsOfASoxGeneratedToneInNoiseMatchSoxStatsWithinATenthOfADecibel) {
+    TempDirectory base;
+    std::filesystem::create_directories(base.file("logs"));
+    // A 1 kHz sine at a quarter of full scale (RMS -15.05 dBFS) and uniform
+    // white noise at 1% of full scale (RMS -44.77 dBFS), mixed without dither.
+    const std::string tone = base.file("tone.wav");
+    const std::string noise = base.file("noise.wav");
+    const std::string mixed = base.file("logs/1000.wav");
+    for (const std::string& command :
+         {"sox -D -n -r 48000 -b 16 -c 2 '" + tone + "' synth 1 sine 1000 vol 0.25",
+          "sox -D -n -r 48000 -b 16 -c 2 '" + noise + "' synth 1 whitenoise vol 0.01",
+          "sox -D -m -v 1 '" + tone + "' -v 1 '" + noise + "' '" + mixed + "'"}) {
+        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    }
+    const ProgramRun run =
+        runOnSimulatedPc({"FrequencyToneTest", "--setting",
+                          "kvormicrophone.FrequencyAnalysisWaveFile.value=1000.wav"},
+                         "", base);
+    ASSERT_EQ(run.exitCode, 0) << run.errors;
+    const auto checks = run.measurements();
+    ASSERT_EQ(checks.size(), 2u);
+    const std::vector<double> peak = soxStatsRow(mixed, "Pk lev dB", base);
+    const std::vector<double> rms = soxStatsRow(mixed, "RMS lev dB", base);
+    ASSERT_EQ(peak.size(), 3u);
+    ASSERT_EQ(rms.size(), 3u);
+    for (std::size_t channel = 0; channel < 2; ++channel) {
+        const nlohmann::json& figures = checks[channel]["measurement"];
+        EXPECT_NEAR(figures["peakDbfs"].get<double>(), peak[channel + 1], 0.1);
+        EXPECT_NEAR(figures["rmsDbfs"].get<double>(), rms[channel + 1], 0.1);
+        // And what was mixed in: the tone's level and its distance from the noise.
+        EXPECT_NEAR(figures["toneDbfs"].get<double>(), -15.05, 0.1);
+        EXPECT_NEAR(figures["noiseFloorDbfs"].get<double>(), -44.77, 0.3);
+        EXPECT_NEAR(figures["snrDb"].get<double>(), 29.72, 0.3);
+        EXPECT_EQ(figures["clippedSamples"].get<double>(), 0.0);
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "ProgramRun.hpp"
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
@@ -18,6 +19,13 @@ std::string quoted(const std::string& text) {
     return result + "'";
 }
 
+// What a validator said about a file; "" when it accepted it.
+std::string validationProblems(const std::string& validator, const TempDirectory& base) {
+    const std::string output = base.file("validation.txt");
+    const int status = std::system((validator + " > " + quoted(output) + " 2>&1").c_str());
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? "" : readFile(output);
+}
+
 ProgramRun collect(const std::string& command, const TempDirectory& base) {
     ProgramRun run;
     run.baseDirectory = base.path();
@@ -34,6 +42,21 @@ ProgramRun collect(const std::string& command, const TempDirectory& base) {
     const std::string report = readFile(base.file("report.json"));
     if (!report.empty()) {
         run.report = nlohmann::json::parse(report);
+        // Every report the program writes holds to the schema it publishes.
+        EXPECT_EQ(
+            validationProblems("python3 " + quoted(KVO_SOURCE_DIR "/tests/validate_json.py") + " " +
+                                   quoted(KVO_SOURCE_DIR "/docs/schemas/report.schema.json") + " " +
+                                   quoted(base.file("report.json")),
+                               base),
+            "");
+    }
+    run.junit = readFile(base.file("junit.xml"));
+    if (!run.junit.empty()) {
+        EXPECT_EQ(validationProblems("xmllint --noout --schema " +
+                                         quoted(KVO_SOURCE_DIR "/tests/junit.xsd") + " " +
+                                         quoted(base.file("junit.xml")),
+                                     base),
+                  "");
     }
     return run;
 }
@@ -81,6 +104,7 @@ ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std
                             const TempDirectory& base) {
     std::string command = machineRunCommand(arguments, machine, base) + " --json";
     command += " --report " + quoted(base.file("report.json"));
+    command += " --junit " + quoted(base.file("junit.xml"));
     command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
     return collect(command, base);
 }

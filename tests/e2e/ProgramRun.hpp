@@ -8,13 +8,14 @@
 
 namespace kvo::test {
 
-// One run of the real program with --json and --report in a base directory of its own.
+// One run of the real program with --json, --report and --junit in a base directory of its own.
 struct ProgramRun {
     int exitCode = -1;
     std::vector<nlohmann::json> lines;  // stdout, one JSON object per line
-    nlohmann::json report;
-    std::string errors;  // stderr
-    std::string output;  // stdout as it was written
+    nlohmann::json report;              // checked against the published schema
+    std::string junit;                  // checked against tests/junit.xsd
+    std::string errors;                 // stderr
+    std::string output;                 // stdout as it was written
 
     // The events of that key, in order.
     std::vector<nlohmann::json> events(const std::string& key) const;
@@ -50,8 +51,9 @@ ProgramRun runOnMachine(const std::vector<std::string>& arguments, const nlohman
 nlohmann::json& endpointOf(nlohmann::json& machine, const std::string& id);
 // Runs `kvormicrophone <arguments>` as given, through `sh -c "<shellPrefix> program ..."`,
 // with its output kept in `base`; stdout lines that are JSON objects are parsed, and
-// `base`/report.json is read when it exists. A run that would hang is ended after a
-// minute (exit code 124) so that the suite reports it instead of waiting for ever.
+// `base`/report.json and `base`/junit.xml are read and validated when they exist. A run that would
+// hang is ended after a minute (exit code 124) so that the suite reports it instead of waiting for
+// ever.
 ProgramRun runProgram(const std::vector<std::string>& arguments, const TempDirectory& base,
                       const std::string& shellPrefix = "");
 

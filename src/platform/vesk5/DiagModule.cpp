@@ -67,6 +67,10 @@ void DiagModule::reportMeasurement(const Measurement& measurement) {
     Framework::instance().measured(measurement);
 }
 
+void DiagModule::reportNote(const std::string& text) {
+    Framework::instance().noted(text);
+}
+
 bool DiagModule::promptEnable() {
     return Framework::instance().promptEnable();
 }

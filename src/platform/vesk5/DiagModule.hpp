@@ -43,6 +43,8 @@ public:
     static void error(Event* event, const char* source, int line);
     // Figures a check measured, shown and recorded beside the test's events.
     static void reportMeasurement(const Measurement& measurement);
+    // A remark beside the test's events that is not an event: it changes no result.
+    static void reportNote(const std::string& text);
 
     static bool promptEnable();
     static bool checkForStop();

@@ -154,7 +154,7 @@ TEST_F(FrameworkTest, ReportRecordsTheRunAsOneJsonDocument) {
     EXPECT_EQ(test["progress"], nlohmann::json::array({33, 66}));
     EXPECT_EQ(test["progressReached"], 66);
     ASSERT_EQ(test["files"].size(), 1u);
-    EXPECT_NE(test["files"][0].get<std::string>().find("logs/440.wav"), std::string::npos);
+    EXPECT_NE(test["files"][0]["path"].get<std::string>().find("logs/440.wav"), std::string::npos);
 }
 
 TEST_F(FrameworkTest, DevicesAreChosenByCapabilityAndRequiredProperties) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "AudioTestHelper.hpp"
+#include "FrequencyListCheck.hpp"
 #include "FrequencyTestParameter.hpp"
 #include "common/libAudio-common/PCMSupport.hpp"
 #include "diag/kvormicrophone/ModuleGlobals.hpp"
@@ -128,6 +129,11 @@ TestResult FrequencyToneTest::test(TestResult result) {
             if (!determineSignalFormat(*m_speakers[s], *m_microphones[m])) {
                 return abortTest(result, "Unable to setup the WAVE format for audio device buffers",
                                  true);
+            }
+            if (const std::uint32_t rate = m_captureFormat.nSamplesPerSec;
+                rate != m_checkedCaptureRate) {
+                m_checkedCaptureRate = rate;
+                noteFrequenciesAPerfectPathFails(rate);
             }
             for (const stereo_freq_t frequency : m_frequencies) {
                 if (!checkForActiveDevices(s, m)) {
@@ -535,6 +541,16 @@ TestResult FrequencyToneTest::analyzeWaveFileRecording(TestResult) {
                                                   vesk5::Value(std::to_string(frequency.left)));
     DiagModule::error(events::FAIL_FREQUENCY_TONE_TEST, kSource, __LINE__);
     return TestResult::FAIL();
+}
+
+void FrequencyToneTest::noteFrequenciesAPerfectPathFails(std::uint32_t rate) {
+    for (const stereo_freq_t frequency : m_frequencies) {
+        const kvo::String note =
+            perfectPathNote(frequency.left, rate, m_minimumFrequency, m_maximumFrequency);
+        if (!note.empty()) {
+            DiagModule::reportNote(note);
+        }
+    }
 }
 
 void FrequencyToneTest::reportToneFigures(std::uint32_t speaker, std::uint32_t microphone,

@@ -99,6 +99,8 @@ private:
     void cleanWaveFilesInLogDirectory();
     vesk5::TestResult analyzeWaveFileRecording(vesk5::TestResult result);
     bool parseWaveFileFrequency(stereo_freq_t& frequency);
+    // A note for each listed frequency that a perfect path fails at `rate`.
+    void noteFrequenciesAPerfectPathFails(std::uint32_t rate);
     // The figures of the check just analysed, with the file it was saved to ("" for none).
     void reportToneFigures(std::uint32_t speaker, std::uint32_t microphone,
                            const kvo::String& savedFile);
@@ -117,6 +119,7 @@ private:
     kvo::Array<stereo_freq_t> m_frequencies;
     CurrentTone m_currentTone;
     ToneMeter m_toneMeter{m_currentTone};
+    std::uint32_t m_checkedCaptureRate = 0;
     const std::uint32_t m_minimumFrequency = 20;
     const std::uint32_t m_maximumFrequency = 20000;
     const std::uint32_t m_toneAmplitude = 16383;

@@ -46,6 +46,7 @@ public:
 
     std::string audioName() const override { return backend_.name; }
     bool simulated() const override { return backend_.simulated; }
+    std::string audioDescription() const override { return system_.description(); }
     bool stopRequested() override { return session_->stopRequested(); }
 
     std::string describeDevices(bool json) override {

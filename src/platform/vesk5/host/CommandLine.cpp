@@ -118,6 +118,9 @@ struct CommandLineApp {
                       "On a simulated PC, take as long as real hardware");
         run->add_option("--report", options.reportPath, "Also write the run's report as JSON")
             ->type_name("FILE.json");
+        run->add_option("--junit", options.junitPath,
+                        "Also write the run as JUnit XML, for CI servers and dashboards")
+            ->type_name("FILE.xml");
         run->add_option("--log-level", options.logLevel,
                         "Least priority logged: 1 detail, 2 information (default), 3 errors")
             ->type_name("1|2|3")
@@ -162,9 +165,9 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
 
     // Help is asked for by an argument of its own, not by the value of an option
     // ("--base-dir -h" names a folder).
-    static const std::set<std::string> kTakesValue{"--param",     "--setting",  "--audio",
-                                                   "--machine",   "--base-dir", "--report",
-                                                   "--log-level", "--ui",       "--answer"};
+    static const std::set<std::string> kTakesValue{
+        "--param",  "--setting", "--audio",     "--machine", "--base-dir",
+        "--report", "--junit",   "--log-level", "--ui",      "--answer"};
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == "--help-all") {
             options.command = Command::Help;
@@ -192,7 +195,7 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
     }
     // An empty name would silently mean "the default" instead of what was typed.
     for (CLI::App* command : {commandLine.devices, commandLine.run}) {
-        for (const char* name : {"--base-dir", "--machine", "--report"}) {
+        for (const char* name : {"--base-dir", "--machine", "--report", "--junit"}) {
             const CLI::Option* option = command->get_option_no_throw(name);
             if (option != nullptr && option->count() > 0 && option->results().back().empty()) {
                 throw UsageError(std::string(name) + " needs a value that is not empty");

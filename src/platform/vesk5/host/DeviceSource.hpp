@@ -20,6 +20,8 @@ public:
     // The audio system's name (an audio choice), or "none".
     virtual std::string audioName() const = 0;
     virtual bool simulated() const = 0;
+    // One line naming the audio system and its version, for reports.
+    virtual std::string audioDescription() const { return audioName(); }
     // A stop the audio system's environment asks for (a simulated stop
     // request); the host ORs it into the run's stop flag.
     virtual bool stopRequested() { return false; }

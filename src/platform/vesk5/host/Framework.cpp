@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "EventCatalogue.hpp"
+#include "HostInfo.hpp"
+#include "JUnitReport.hpp"
 #include "JsonText.hpp"
 #include "LogDirectory.hpp"
 #include "ResultReason.hpp"
@@ -170,6 +172,17 @@ void Framework::measured(const Measurement& measurement) {
     }
     if (report_ && report_->current() != nullptr) {
         report_->current()->measurements.push_back(measurement);
+    }
+}
+
+void Framework::noted(const std::string& text) {
+    KVO_LOG(kvo::Logger::get("vesk5"), kvo::kLogInfo, "Note: {}", text);
+    std::lock_guard lock(runMutex_);
+    if (output_) {
+        output_->testNote(currentTest_, text);
+    }
+    if (report_ && report_->current() != nullptr) {
+        report_->current()->notes.push_back(text);
     }
 }
 
@@ -352,10 +365,15 @@ std::string Framework::prepareBaseDirectory(const Options& options) {
         baseFolderLock_.reset();
         return problem;
     }
-    // Refused now rather than after the tests have run for nothing.
-    if (!options.reportPath.empty()) {
-        if (const std::string problem = kvo::checkWritable(options.reportPath); !problem.empty()) {
-            return fmt::format("cannot write the report file {}: {}", options.reportPath, problem);
+    return {};
+}
+
+std::string Framework::unwritableReport(const Options& options) {
+    for (const std::string* path : {&options.reportPath, &options.junitPath}) {
+        if (!path->empty()) {
+            if (const std::string problem = kvo::checkWritable(*path); !problem.empty()) {
+                return fmt::format("cannot write the report file {}: {}", *path, problem);
+            }
         }
     }
     return {};
@@ -384,13 +402,62 @@ std::string Framework::applySettings(const Options& options) {
     return problems.errors.empty() ? std::string() : problems.errors.front();
 }
 
+RunReport::Context Framework::runContext(const Options& options,
+                                         const std::vector<Test*>& selected) const {
+    RunReport::Context context;
+    context.commandLine = arguments_;
+    for (const Test* test : selected) {
+        for (const Parameter* parameter : test->parameters()) {
+            context.parameters.push_back({test->name(), parameter->name(),
+                                          parameter->value().toString(), parameter->isSet()});
+        }
+    }
+    const std::string settingsFile = baseDirectory_ + "/kvormicrophone.ini";
+    if (kvo::FileSystem::exists(settingsFile)) {
+        context.settingsFile = settingsFile;
+    }
+    context.settingOverrides = options.settings;
+    context.hostName = hostName();
+    context.operatingSystem = operatingSystem();
+    context.audioDescription = deviceSource_ ? deviceSource_->audioDescription() : "";
+    context.baseDirectory = baseDirectory_;
+    context.logFile = logDirectory(baseDirectory_) + "/kvormicrophone.log";
+    return context;
+}
+
+int Framework::endBeforeTests(const Options& options, const std::vector<Test*>& selected,
+                              TestResult result, const std::string& problem) {
+    kvo::cerr() << "kvormicrophone: " << problem << std::endl;
+    RunReport report(version_, options.audio.empty() ? "none" : options.audio,
+                     options.audio == "sim");
+    report.setContext(runContext(options, selected));
+    report.setError(problem);
+    report.finish(result);
+    writeReports(options, report);
+    return result.value();
+}
+
+bool Framework::writeReports(const Options& options, const RunReport& report) {
+    try {
+        if (!options.reportPath.empty()) {
+            report.write(options.reportPath);
+        }
+        if (!options.junitPath.empty()) {
+            writeReportFile(options.junitPath, junitXml(report, hostName()));
+        }
+    } catch (const kvo::Exception& error) {
+        kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
+        return false;
+    }
+    return true;
+}
+
 int Framework::run(const Options& options) {
     std::vector<Test*> selected;
     for (const std::string& problem :
          {selectTests(options, selected), applyParameters(options, selected)}) {
         if (!problem.empty()) {
-            kvo::cerr() << "kvormicrophone: " << problem << std::endl;
-            return TestResult::BADPARAMS().value();
+            return endBeforeTests(options, selected, TestResult::BADPARAMS(), problem);
         }
     }
     std::string frontEndName = options.ui;
@@ -399,17 +466,20 @@ int Framework::run(const Options& options) {
         try {
             frontEnd = frontEndFactory(options, frontEndName);
         } catch (const UsageError& error) {
-            kvo::cerr() << "kvormicrophone: " << error.what() << std::endl;
-            return TestResult::BADPARAMS().value();
+            return endBeforeTests(options, selected, TestResult::BADPARAMS(), error.what());
         }
     }
     if (const std::string problem = prepareBaseDirectory(options); !problem.empty()) {
+        return endBeforeTests(options, selected, TestResult::CANNOTRUN(), problem);
+    }
+    // Refused now rather than after the tests have run for nothing; with nowhere
+    // to write it, the run ends without a report.
+    if (const std::string problem = unwritableReport(options); !problem.empty()) {
         kvo::cerr() << "kvormicrophone: " << problem << std::endl;
         return TestResult::CANNOTRUN().value();
     }
     if (const std::string problem = applySettings(options); !problem.empty()) {
-        kvo::cerr() << "kvormicrophone: " << problem << std::endl;
-        return TestResult::BADPARAMS().value();
+        return endBeforeTests(options, selected, TestResult::BADPARAMS(), problem);
     }
 
     kvo::Logger::setGlobalPriority(options.logLevel.value_or(kvo::kLogInfo));
@@ -423,13 +493,11 @@ int Framework::run(const Options& options) {
         deviceSource_ = deviceSources.open != nullptr ? deviceSources.open(options)
                                                       : std::make_unique<NoDevices>();
     } catch (const UsageError& error) {
-        kvo::cerr() << "kvormicrophone: " << error.what() << std::endl;
         closeLogFile();
-        return TestResult::BADPARAMS().value();
+        return endBeforeTests(options, selected, TestResult::BADPARAMS(), error.what());
     } catch (const kvo::Exception& error) {
-        kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
         closeLogFile();
-        return TestResult::CANNOTRUN().value();
+        return endBeforeTests(options, selected, TestResult::CANNOTRUN(), error.getMessage());
     }
 
     // However the run ends, even by an exception, nothing of it may write to
@@ -449,6 +517,7 @@ int Framework::run(const Options& options) {
     output_ = std::make_unique<RunOutput>(kvo::cout(), options.json, isTerminal(kvo::cout()));
     report_ = std::make_unique<RunReport>(version_, deviceSource_->audioName(),
                                           deviceSource_->simulated());
+    report_->setContext(runContext(options, selected));
 
     TestResult overall = TestResult::PASS();
     for (Test* test : selected) {
@@ -467,16 +536,8 @@ int Framework::run(const Options& options) {
                         logDirectory(baseDirectory_));
     report_->finish(overall);
 
-    int exitCode = overall.value();
-    if (!options.reportPath.empty()) {
-        try {
-            report_->write(options.reportPath);
-        } catch (const kvo::Exception& error) {
-            kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;
-            exitCode = combine(overall, TestResult::CANNOTRUN()).value();
-        }
-    }
-    return exitCode;
+    return writeReports(options, *report_) ? overall.value()
+                                           : combine(overall, TestResult::CANNOTRUN()).value();
 }
 
 void Framework::closeDevices() {

@@ -58,6 +58,7 @@ public:
     const DiagDevice& optionalDevice(unsigned index) const;
     void raise(Event* event, Severity severity, const char* source, int line);
     void measured(const Measurement& measurement);
+    void noted(const std::string& text);
     bool promptEnable() const { return promptEnable_; }
     void setPromptEnable(bool enabled) { promptEnable_ = enabled; }
     bool checkForStop();
@@ -80,6 +81,8 @@ private:
     std::string applyParameters(const Options& options, const std::vector<Test*>& selected);
     std::string prepareBaseDirectory(const Options& options);
     std::string applySettings(const Options& options);
+    // Why the --report or --junit file cannot be written, "" when both can.
+    static std::string unwritableReport(const Options& options);
     TestResult runTest(Test& test);
     void closeLogFile();
     // Runs the test function; an exception that escapes it is logged and ends the test
@@ -88,6 +91,12 @@ private:
     // Adds the files under logs/ that the test wrote to `files`; a file it could not
     // write is reported on one line and turns a pass into CANNOTRUN.
     TestResult settleFiles(TestResult result, std::vector<std::string>& files);
+    RunReport::Context runContext(const Options& options, const std::vector<Test*>& selected) const;
+    // Tells why, writes the reports asked for with that error, and returns the result's code.
+    int endBeforeTests(const Options& options, const std::vector<Test*>& selected,
+                       TestResult result, const std::string& problem);
+    // False, after saying so, when a report cannot be written.
+    static bool writeReports(const Options& options, const RunReport& report);
 
     std::vector<std::unique_ptr<Test>> tests_;
     std::vector<std::unique_ptr<Event>> events_;

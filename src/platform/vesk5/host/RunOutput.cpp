@@ -119,6 +119,17 @@ void RunOutput::event(const std::string& test, const RaisedEvent& event) {
             << std::endl;
 }
 
+void RunOutput::testNote(const std::string& test, const std::string& text) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        stream_ << nlohmann::json{{"type", "note"}, {"test", test}, {"text", text}}.dump()
+                << std::endl;
+        return;
+    }
+    endProgressLine();
+    stream_ << "  note: " << text << std::endl;
+}
+
 void RunOutput::measurement(const std::string& test, const Measurement& measurement) {
     std::lock_guard lock(mutex_);
     if (json_) {

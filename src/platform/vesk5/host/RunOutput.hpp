@@ -39,6 +39,8 @@ public:
     void note(const std::string& text);
     void testStarted(const std::string& test, const std::string& device);
     void event(const std::string& test, const RaisedEvent& event);
+    // A remark of the running test that is not an event.
+    void testNote(const std::string& test, const std::string& text);
     // One line per check: what, the figures, the verdict and why.
     void measurement(const std::string& test, const Measurement& measurement);
     void progress(const std::string& test, int percent);

@@ -12,9 +12,31 @@
 namespace vesk5::host {
 namespace {
 
+// UTC with milliseconds: several tests of a simulated run end within one second.
 std::string isoTime(std::chrono::system_clock::time_point time) {
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}Z",
-                       std::chrono::time_point_cast<std::chrono::milliseconds>(time));
+    const auto milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() %
+        1000;
+    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z",
+                       std::chrono::time_point_cast<std::chrono::seconds>(time), milliseconds);
+}
+
+std::string fileName(const std::string& path) {
+    const std::size_t slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// A saved file with the checks whose figures name it.
+nlohmann::json fileJson(const std::string& path, const std::vector<Measurement>& measurements) {
+    nlohmann::json checks = nlohmann::json::array();
+    for (const Measurement& measurement : measurements) {
+        for (const auto& [name, value] : measurement.subject) {
+            if (name == "file" && value == fileName(path)) {
+                checks.push_back(measurement.check);
+            }
+        }
+    }
+    return {{"path", path}, {"checks", checks}};
 }
 
 }  // namespace
@@ -29,6 +51,7 @@ RunReport::TestRecord& RunReport::beginTest(const std::string& name, const std::
     tests_.push_back({name,
                       device,
                       TestResult::TESTNOTSTARTED(),
+                      {},
                       {},
                       {},
                       {},
@@ -65,16 +88,23 @@ std::string RunReport::toJson() const {
             events.push_back({{"key", event.key},
                               {"severity", severityName(event.severity)},
                               {"text", event.text},
-                              {"variables", variables}});
+                              {"variables", variables},
+                              {"source", event.source},
+                              {"line", event.line}});
         }
         nlohmann::json checks = nlohmann::json::array();
         for (const Measurement& measurement : test.measurements) {
             checks.push_back({{"check", measurement.check},
                               {"kind", measurement.kind},
                               {"passed", measurement.passed},
+                              {"summary", measurement.summary},
                               {"diagnosis", measurement.diagnosis},
                               {"subject", subjectJson(measurement)},
                               {"measurement", figuresJson(measurement)}});
+        }
+        nlohmann::json files = nlohmann::json::array();
+        for (const std::string& path : test.files) {
+            files.push_back(fileJson(path, test.measurements));
         }
         const int reached = test.progress.empty() ? 0 : test.progress.back();
         tests.push_back({{"name", test.name},
@@ -83,22 +113,54 @@ std::string RunReport::toJson() const {
                          {"resultCode", test.result.value()},
                          {"events", events},
                          {"checks", checks},
+                         {"notes", test.notes},
                          {"progress", test.progress},
                          {"progressReached", reached},
-                         {"files", test.files},
+                         {"files", files},
                          {"started", isoTime(test.started)},
                          {"ended", isoTime(test.ended)}});
     }
-    const nlohmann::json report{
-        {"module", "kvormicrophone"}, {"version", version_},           {"audio", audio_},
-        {"simulated", simulated_},    {"started", isoTime(started_)},  {"ended", isoTime(ended_)},
-        {"result", result_.name()},   {"resultCode", result_.value()}, {"tests", tests}};
+    nlohmann::json parameters = nlohmann::json::array();
+    for (const Context::ParameterValue& parameter : context_.parameters) {
+        parameters.push_back({{"test", parameter.test},
+                              {"name", parameter.name},
+                              {"value", parameter.value},
+                              {"set", parameter.set}});
+    }
+    nlohmann::json report{
+        {"schemaVersion", kSchemaVersion},
+        {"module", "kvormicrophone"},
+        {"version", version_},
+        {"commandLine", context_.commandLine},
+        {"parameters", parameters},
+        {"settings",
+         {{"file", context_.settingsFile.empty() ? nlohmann::json(nullptr)
+                                                 : nlohmann::json(context_.settingsFile)},
+          {"overrides", context_.settingOverrides}}},
+        {"host", {{"name", context_.hostName}, {"os", context_.operatingSystem}}},
+        {"audio", audio_},
+        {"audioDescription", context_.audioDescription},
+        {"simulated", simulated_},
+        {"baseDirectory", context_.baseDirectory},
+        {"logFile", context_.logFile},
+        {"started", isoTime(started_)},
+        {"ended", isoTime(ended_)},
+        {"result", result_.name()},
+        {"resultCode", result_.value()},
+        {"tests", tests}};
+    if (!error_.empty()) {
+        report["error"] = error_;
+    }
     return jsonText(report, 2) + "\n";
 }
 
 void RunReport::write(const std::string& path) const {
+    writeReportFile(path, toJson());
+}
+
+void writeReportFile(const std::string& path, const std::string& text) {
     kvo::FileWriter file(path);
-    if (!file.write(toJson()) || !file.commit()) {
+    if (!file.write(text) || !file.commit()) {
         throw kvo::Exception("cannot write the report file " + path + ": " + file.error());
     }
 }
