@@ -5,6 +5,13 @@
 #include <cmath>
 
 namespace kvormicrophone {
+namespace {
+
+// The band in which the analysis looks for the dominant frequency, both ends excluded.
+constexpr double kLowestHz = 20.0;
+constexpr double kHighestHz = 22000.0;
+
+}  // namespace
 
 std::uint32_t transformLengthFor(std::uint32_t rate) {
     // As the tone test cuts: the single-precision 0.6 of a one-second capture.
@@ -23,7 +30,15 @@ bool passesOnPerfectPath(std::uint32_t hz, std::uint32_t rate) {
     }
     const double length = transformLengthFor(rate);
     const double binWidth = rate / length;
-    const double found = std::round(hz / binWidth) * binWidth;
+    // The nearest bin, or the nearest inside the band the analysis scans.
+    double bin = std::round(hz / binWidth);
+    if (bin * binWidth <= kLowestHz) {
+        bin = std::floor(kLowestHz / binWidth) + 1;
+    }
+    if (bin * binWidth >= kHighestHz) {
+        bin = std::ceil(kHighestHz / binWidth) - 1;
+    }
+    const double found = bin * binWidth;
     const double tolerance = length / rate;
     return !(found - tolerance > hz || hz > found + tolerance);
 }

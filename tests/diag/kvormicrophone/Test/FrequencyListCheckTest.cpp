@@ -21,14 +21,16 @@ bool analysisPasses(std::uint32_t hz, std::uint32_t rate) {
 }
 
 TEST(FrequencyListCheck, PredictionAgreesWithTheAnalysisOfAPerfectTone) {
-    for (const std::uint32_t rate : {48000u, 44100u, 16000u}) {
+    // At 44.1 kHz the window is wider than half a bin: every frequency passes.
+    const std::pair<std::uint32_t, bool> rates[] = {{48000, true}, {44100, false}, {16000, true}};
+    for (const auto& [rate, someFail] : rates) {
         std::uint32_t failing = 0;
         for (std::uint32_t hz = 20; hz <= 1500; ++hz) {
             const bool predicted = passesOnPerfectPath(hz, rate);
             ASSERT_EQ(predicted, analysisPasses(hz, rate)) << hz << " Hz at " << rate;
             failing += !predicted;
         }
-        EXPECT_GT(failing, 0u) << rate;  // the range holds both kinds
+        EXPECT_EQ(failing > 0, someFail) << rate;
     }
 }
 
