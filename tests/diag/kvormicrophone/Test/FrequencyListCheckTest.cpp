@@ -22,7 +22,7 @@ bool analysisPasses(std::uint32_t hz, std::uint32_t rate) {
 
 TEST(FrequencyListCheck, PredictionAgreesWithTheAnalysisOfAPerfectTone) {
     // At 44.1 kHz the window is wider than half a bin: every frequency passes.
-    const std::pair<std::uint32_t, bool> rates[] = {{48000, true}, {44100, false}, {16000, true}};
+    const std::pair<std::uint32_t, bool> rates[] = {{48000, true}, {44100, false}};
     for (const auto& [rate, someFail] : rates) {
         std::uint32_t failing = 0;
         for (std::uint32_t hz = 20; hz <= 1500; ++hz) {
