@@ -436,8 +436,12 @@ double FFT::dominantFrequency() const {
     };
     const std::uint32_t first =
         firstWhere(0, [&](std::uint32_t k) { return frequency(k) > kLowestFrequency; });
-    const std::uint32_t end =
-        firstWhere(first, [&](std::uint32_t k) { return !(frequency(k) < kHighestFrequency); });
+    // Bins above n/2 mirror those below for real samples and say nothing new, but
+    // rounding can make a mirror image the larger: below 44 kHz it lies in the band
+    // and would be taken for the tone (a 1000 Hz tone at 22050 Hz read as 21050 Hz).
+    const std::uint32_t end = std::min(n / 2 + 1, firstWhere(first, [&](std::uint32_t k) {
+                                           return !(frequency(k) < kHighestFrequency);
+                                       }));
 
     // The amplitude never decreases with the squared magnitude, so the largest
     // amplitude is that of the largest squared magnitude. The first bin reaching

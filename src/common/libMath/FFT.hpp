@@ -34,7 +34,8 @@ public:
     bool Transform(const std::int16_t* samples, unsigned count, double sampleRate);
 
     // The frequency in Hz of the strongest bin strictly between 20 Hz and
-    // 22000 Hz (the lowest of equal bins); 0.0 when no bin there is above 0.
+    // 22000 Hz, and at most half the sample rate (the lowest of equal bins);
+    // 0.0 when no bin there is above 0.
     double dominantFrequency() const;
 
     std::uint32_t size() const { return size_; }

@@ -72,7 +72,8 @@ struct ReferenceTransform {
 
     double dominantFrequency() const {
         double best = 0.0, bestAmplitude = 0.0;
-        for (std::uint32_t k = 0; k < n; ++k) {
+        // The upper half of a real signal's spectrum only mirrors the lower.
+        for (std::uint32_t k = 0; k <= n / 2; ++k) {
             const double f = k * rate / n;
             if (f > 20.0 && f < 22000.0) {
                 const double amplitude = 2 * std::sqrt(re[k] * re[k] + im[k] * im[k]) / n;
