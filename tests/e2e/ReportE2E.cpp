@@ -85,8 +85,8 @@ TEST(ReportE2E, RunEndingBeforeAnyTestStillWritesAReportThatSaysWhy) {
     std::ofstream(badBase.file("broken.json")) << "{\"name\": \"broken\", \"seed\": \"one\"}";
     const ProgramRun broken = runOnSimulatedPc(
         {"IntegratedMicrophoneTest", "--machine", badBase.file("broken.json")}, "", badBase);
-    EXPECT_EQ(broken.exitCode, 4);
-    EXPECT_EQ(broken.report["result"], "CANNOTRUN");
+    EXPECT_EQ(broken.exitCode, 5);
+    EXPECT_EQ(broken.report["result"], "BADPARAMS");
     EXPECT_NE(broken.report["error"].get<std::string>().find("seed"), std::string::npos);
 }
 

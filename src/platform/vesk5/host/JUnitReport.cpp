@@ -3,12 +3,15 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include "JsonText.hpp"
+
 namespace vesk5::host {
 namespace {
 
 std::string escaped(const std::string& text) {
     std::string result;
-    for (const char c : text) {
+    // Names and paths from outside may hold bytes that are not UTF-8.
+    for (const char c : validUtf8(text)) {
         switch (c) {
             case '&':
                 result += "&amp;";

@@ -121,32 +121,34 @@ void RunOutput::event(const std::string& test, const RaisedEvent& event) {
 
 void RunOutput::testNote(const std::string& test, const std::string& text) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "note"}, {"test", test}, {"text", text}}.dump()
+        stream_ << jsonText(nlohmann::json{{"type", "note"}, {"test", test}, {"text", text}})
                 << std::endl;
         return;
     }
     endProgressLine();
-    stream_ << "  note: " << text << std::endl;
+    stream_ << "  note: " << printable(text) << std::endl;
 }
 
 void RunOutput::measurement(const std::string& test, const Measurement& measurement) {
     std::lock_guard lock(mutex_);
+    const WrittenCheck check{*this};
     if (json_) {
-        stream_ << nlohmann::json{{"type", "measurement"},
-                                  {"test", test},
-                                  {"check", measurement.check},
-                                  {"kind", measurement.kind},
-                                  {"passed", measurement.passed},
-                                  {"diagnosis", measurement.diagnosis},
-                                  {"subject", subjectJson(measurement)},
-                                  {"measurement", figuresJson(measurement)}}
-                       .dump()
+        stream_ << jsonText(nlohmann::json{{"type", "measurement"},
+                                           {"test", test},
+                                           {"check", measurement.check},
+                                           {"kind", measurement.kind},
+                                           {"passed", measurement.passed},
+                                           {"diagnosis", measurement.diagnosis},
+                                           {"subject", subjectJson(measurement)},
+                                           {"measurement", figuresJson(measurement)}})
                 << std::endl;
         return;
     }
     endProgressLine();
-    stream_ << fmt::format("  {}: {}  {}", measurement.check, measurement.summary,
+    // The check names the device, whose name comes from outside.
+    stream_ << fmt::format("  {}: {}  {}", printable(measurement.check), measurement.summary,
                            measurement.passed ? "PASS" : "FAIL");
     if (!measurement.diagnosis.empty()) {
         stream_ << " (" << measurement.diagnosis << ")";
