@@ -61,6 +61,22 @@ long long readSome(int fd, char* buffer, std::size_t size) {
 long long writeSome(int fd, const char* data, std::size_t size) {
     return _write(fd, data, static_cast<unsigned>(size));
 }
+// Append mode here seeks to the end and then writes: two runs on one log could
+// overwrite each other's lines. A lock on a byte no file reaches makes the two
+// steps one for every process and handle that appends the same way.
+long long appendWhole(int fd, const char* data, std::size_t size) {
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(fd));
+    OVERLAPPED lockedByte{};
+    lockedByte.Offset = 0xFFFFFFFFu;
+    lockedByte.OffsetHigh = 0x7FFFFFFFu;
+    if (handle == INVALID_HANDLE_VALUE ||
+        !LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &lockedByte)) {
+        return writeSome(fd, data, size);
+    }
+    const long long written = writeSome(fd, data, size);
+    UnlockFileEx(handle, 0, 1, 0, &lockedByte);
+    return written;
+}
 int closeFile(int fd) {
     return _close(fd);
 }
@@ -109,6 +125,10 @@ long long readSome(int fd, char* buffer, std::size_t size) {
 }
 long long writeSome(int fd, const char* data, std::size_t size) {
     return ::write(fd, data, size);
+}
+// O_APPEND puts each write at the end in one piece.
+long long appendWhole(int fd, const char* data, std::size_t size) {
+    return writeSome(fd, data, size);
 }
 int closeFile(int fd) {
     return ::close(fd);
@@ -298,7 +318,7 @@ AppendFile::~AppendFile() {
 
 bool AppendFile::append(std::string_view line) {
     for (;;) {
-        const long long written = writeSome(fd_, line.data(), line.size());
+        const long long written = appendWhole(fd_, line.data(), line.size());
         if (written < 0 && errno == EINTR) {
             continue;
         }
