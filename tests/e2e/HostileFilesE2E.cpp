@@ -7,8 +7,10 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "ProgramRun.hpp"
@@ -246,6 +248,40 @@ TEST(HostileFilesE2E, ALinkedSettingsFileNeverHasItsContentEchoed) {
     EXPECT_NE(run.errors.find("kvormicrophone.ini:1:"), std::string::npos) << run.errors;
     EXPECT_EQ(run.errors.find("root"), std::string::npos) << run.errors;
     EXPECT_EQ(run.errors.find("$6$"), std::string::npos) << run.errors;
+}
+
+// Someone cleans up logs/ while the tones play: the recordings that follow go
+// to a logs/ made again inside the base folder, never to the root of the drive.
+TEST(HostileFilesE2E, LogsRemovedDuringARunAreMadeAgainInsideTheBaseFolder) {
+    const TempDirectory base;
+    ASSERT_FALSE(fs::exists("/1500.wav")) << "left over from elsewhere";
+    const std::string command =
+        std::string(KVO_PROGRAM) +
+        " run FrequencyToneTest --param FrequencyList=1234,1500 --audio sim "
+        "--realtime --machine " KVO_SCENARIOS
+        "/dead-microphone.json "
+        "--base-dir " +
+        base.file("base") + " 2>&1";
+    FILE* program = ::popen(command.c_str(), "r");
+    ASSERT_NE(program, nullptr);
+    std::string output;
+    char line[1024];
+    bool removed = false;
+    while (std::fgets(line, sizeof line, program) != nullptr) {
+        output += line;
+        // The first tone's recording is saved; the second tone is still to be heard.
+        if (!removed && output.find("Playing a 1500 Hz tone") != std::string::npos) {
+            fs::remove_all(logs(base));
+            removed = true;
+        }
+    }
+    const int status = ::pclose(program);
+    ASSERT_TRUE(removed) << output;
+    ASSERT_TRUE(WIFEXITED(status)) << output;
+    EXPECT_EQ(WEXITSTATUS(status), 1) << "the dead microphone still fails\n" << output;
+    EXPECT_TRUE(isPlainFile(logs(base) + "/1500.wav")) << output;
+    EXPECT_FALSE(fs::exists("/1500.wav"));
+    EXPECT_FALSE(fs::exists(base.file("1500.wav")));
 }
 
 }  // namespace
