@@ -8,7 +8,7 @@ _kvormicrophone() {
     local word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            list | devices | run) command=$word && break ;;
+            list | devices | run | meter) command=$word && break ;;
         esac
     done
 
@@ -35,14 +35,27 @@ _kvormicrophone() {
                 awk '$1 == "--param" { sub(/=.*/, "=", $2); print $2 }')" -- "$current"))
             compopt -o nospace 2>/dev/null
             return ;;
-        --setting) return ;;
+        --setting | --seconds) return ;;
+        --device)
+            # The microphones of the audio system (and machine) chosen so far.
+            local chosen=() i
+            for ((i = 1; i < COMP_CWORD - 1; i++)); do
+                case ${COMP_WORDS[i]} in
+                    --audio | --machine) chosen+=("${COMP_WORDS[i]}" "${COMP_WORDS[i + 1]}") ;;
+                esac
+            done
+            COMPREPLY=($(compgen -W "$("$program" devices "${chosen[@]}" 2>/dev/null |
+                awk '$1 == "Capture" { on = 1 } $1 == "Render" { on = 0 }
+                    on && $1 == "Id:" { print $2 }')" -- "$current"))
+            return ;;
     esac
 
     local words
     case $command in
-        "") words="list devices run --help --version" ;;
+        "") words="list devices run meter --help --version" ;;
         list) words="--json --help" ;;
         devices) words="--audio --machine --json --help" ;;
+        meter) words="--audio --machine --device --seconds --realtime --help" ;;
         run)
             words="--param --setting --audio --machine --base-dir --realtime --json --report --junit
                    --log-level --ui --answer --help"

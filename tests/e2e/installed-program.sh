@@ -56,6 +56,8 @@ check "audio systems complete from the build's own list" \
 check "parameters complete with their name" \
     test "$(complete_words run FrequencyToneTest --param Freq)" = "FrequencyList="
 check "run's options complete" test "$(complete_words run X --base)" = "--base-dir"
+check "the meter's microphones complete from the chosen audio system" \
+    test "$(complete_words meter --audio sim --device '')" = "mic-array headset-mic"
 
 [ "$failures" -eq 0 ] && echo "installed program: all checks passed"
 exit $((failures > 0))

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "MeterCommand.hpp"
+
 #include "platform/audio/AudioSystem.hpp"
 #include "platform/audio/Backends.hpp"
 #include "platform/audio/DeviceReport.hpp"
@@ -72,6 +74,13 @@ std::string machineBackendNames() {
 }
 
 std::unique_ptr<DeviceSource> openAudioDevices(const Options& options) {
+    OpenedBackend opened = openBackend(options);
+    return std::make_unique<AudioDevices>(*opened.backend, std::move(opened.session));
+}
+
+}  // namespace
+
+OpenedBackend openBackend(const Options& options) {
     const audio::Backend* backend =
         options.audio.empty() ? &audio::backends().front() : audio::findBackend(options.audio);
     if (backend == nullptr) {
@@ -84,12 +93,10 @@ std::unique_ptr<DeviceSource> openAudioDevices(const Options& options) {
                                      machineBackendNames()));
     }
     if (options.machine.empty()) {
-        return std::make_unique<AudioDevices>(
-            *backend, backend->open(audio::BackendOptions{options.machine, options.realtime}));
+        return {backend, backend->open(audio::BackendOptions{options.machine, options.realtime})};
     }
     try {
-        return std::make_unique<AudioDevices>(
-            *backend, backend->open(audio::BackendOptions{options.machine, options.realtime}));
+        return {backend, backend->open(audio::BackendOptions{options.machine, options.realtime})};
     } catch (const kvo::Exception& error) {
         // The machine file is part of the command line: one the simulated PC cannot be
         // built from is a usage error.
@@ -97,14 +104,13 @@ std::unique_ptr<DeviceSource> openAudioDevices(const Options& options) {
     }
 }
 
-}  // namespace
-
 DeviceSources audioDeviceSources() {
     DeviceSources sources;
     for (const audio::Backend& backend : audio::backends()) {
         sources.choices.push_back({backend.name, backend.description});
     }
     sources.open = openAudioDevices;
+    sources.meter = runMeter;
     audio::AudioSystem::declareSettings();
     return sources;
 }

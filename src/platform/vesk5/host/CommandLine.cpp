@@ -61,7 +61,6 @@ void addAudioOptions(CLI::App& command, Options& options,
         .add_option("--machine", options.machine,
                     "Simulated PC to run on, a JSON machine file (with --audio sim)")
         ->type_name("FILE.json");
-    command.add_flag("--json", options.json, "Print JSON instead of text");
 }
 
 std::string defaultBaseDirText() {
@@ -81,6 +80,7 @@ struct CommandLineApp {
     CLI::App* list = nullptr;
     CLI::App* devices = nullptr;
     CLI::App* run = nullptr;
+    CLI::App* meter = nullptr;
     bool version = false;
 
     CommandLineApp(Options& options, const std::vector<AudioChoice>& audioChoices) {
@@ -97,6 +97,7 @@ struct CommandLineApp {
         devices = app.add_subcommand(
             "devices", "List the audio endpoints and cards, their formats and levels");
         addAudioOptions(*devices, options, audioChoices);
+        devices->add_flag("--json", options.json, "Print JSON instead of text");
 
         run = app.add_subcommand("run", "Run tests and print their results");
         run->add_option("TEST", options.tests, "Tests to run, by name (see: kvormicrophone list)")
@@ -111,6 +112,7 @@ struct CommandLineApp {
             ->type_name("SECTION.KEY=VALUE")
             ->allow_extra_args(false);
         addAudioOptions(*run, options, audioChoices);
+        run->add_flag("--json", options.json, "Print JSON instead of text");
         run->add_option("--base-dir", options.baseDir,
                         "Folder for the log, recordings and settings (default: below)")
             ->type_name("DIR");
@@ -136,9 +138,28 @@ struct CommandLineApp {
             ->check(CLI::IsMember({"pass", "fail", "cancel"}).description(""));
         run->footer("\nThe base folder by default: " + defaultBaseDirText() + "\n\n" +
                     audioSystemsText(audioChoices) + "\n" + kExitStatusText);
-        run->footer("\nThe base folder by default: " + defaultBaseDirText() + "\n\n" +
-                    audioSystemsText(audioChoices) + "\n" + kExitStatusText);
-        for (CLI::App* command : {list, devices, run}) {
+
+        meter = app.add_subcommand(
+            "meter",
+            "Show a microphone's live levels with its volume, mute and boost, until Ctrl-C");
+        addAudioOptions(*meter, options, audioChoices);
+        meter
+            ->add_option("--device", options.device,
+                         "The microphone, by id or name (default: the default microphone)")
+            ->type_name("ID|NAME");
+        meter->add_option("--seconds", options.seconds, "Stop after this many seconds")
+            ->type_name("N")
+            ->check(CLI::Range(1U, 86400U).description(""));
+        meter->add_flag("--realtime", options.realtime,
+                        "On a simulated PC, take as long as real hardware");
+        meter->footer(
+            "\nA line per quarter second when the output is not a terminal:\n"
+            "  L -23.4 dBFS peak -18.0  R -24.1 dBFS peak -19.2  [clip]  [muted]\n"
+            "The meter only reads the volume, mute and boost; it never sets them.\n\n" +
+            audioSystemsText(audioChoices) +
+            "\nExit status: 0 at the end, 2 no microphone, 4 the capture cannot "
+            "start,\n5 a bad option or an unknown device.\n");
+        for (CLI::App* command : {list, devices, run, meter}) {
             command->set_help_flag("-h,--help", "Print this command's help");
         }
     }
@@ -146,7 +167,7 @@ struct CommandLineApp {
     // The help of the command named before the help flag, or the program's.
     std::string help(const std::vector<std::string>& argumentsBeforeHelp) const {
         for (const std::string& argument : argumentsBeforeHelp) {
-            for (CLI::App* command : {list, devices, run}) {
+            for (CLI::App* command : {list, devices, run, meter}) {
                 if (argument == command->get_name()) {
                     return command->help("kvormicrophone");
                 }
@@ -166,8 +187,8 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
     // Help is asked for by an argument of its own, not by the value of an option
     // ("--base-dir -h" names a folder).
     static const std::set<std::string> kTakesValue{
-        "--param",  "--setting", "--audio",     "--machine", "--base-dir",
-        "--report", "--junit",   "--log-level", "--ui",      "--answer"};
+        "--param", "--setting",   "--audio", "--machine", "--base-dir", "--report",
+        "--junit", "--log-level", "--ui",    "--answer",  "--device",   "--seconds"};
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == "--help-all") {
             options.command = Command::Help;
@@ -194,8 +215,8 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
         throw UsageError(error.what());
     }
     // An empty name would silently mean "the default" instead of what was typed.
-    for (CLI::App* command : {commandLine.devices, commandLine.run}) {
-        for (const char* name : {"--base-dir", "--machine", "--report", "--junit"}) {
+    for (CLI::App* command : {commandLine.devices, commandLine.run, commandLine.meter}) {
+        for (const char* name : {"--base-dir", "--machine", "--report", "--junit", "--device"}) {
             const CLI::Option* option = command->get_option_no_throw(name);
             if (option != nullptr && option->count() > 0 && option->results().back().empty()) {
                 throw UsageError(std::string(name) + " needs a value that is not empty");
@@ -213,6 +234,8 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
         options.command = Command::Devices;
     } else if (commandLine.run->parsed()) {
         options.command = Command::Run;
+    } else if (commandLine.meter->parsed()) {
+        options.command = Command::Meter;
     } else {
         throw UsageError("no command given; try --help");
     }

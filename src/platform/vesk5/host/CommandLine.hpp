@@ -7,7 +7,7 @@
 
 namespace vesk5::host {
 
-enum class Command { Help, Version, List, Devices, Run };
+enum class Command { Help, Version, List, Devices, Run, Meter };
 
 struct Options {
     Command command = Command::Help;
@@ -24,6 +24,8 @@ struct Options {
     bool json = false;
     bool realtime = false;
     std::optional<int> logLevel;
+    std::string device;    // meter: a microphone's id or name, "" for the default
+    unsigned seconds = 0;  // meter: how long, 0 until Ctrl-C
     std::string helpText;  // for Command::Help: the help of the command asked about
 };
 

@@ -33,11 +33,15 @@ public:
 // line when it cannot be reached or a machine file is malformed.
 using DeviceSourceFactory = std::unique_ptr<DeviceSource> (*)(const Options& options);
 
+// Runs `kvormicrophone meter` on the chosen audio system; returns the exit status.
+using MeterCommand = int (*)(const Options& options);
+
 // The audio systems the host can open: what --audio may name, best first,
-// and how the chosen one (or the first, by default) is opened.
+// how the chosen one (or the first, by default) is opened, and the level meter on it.
 struct DeviceSources {
     std::vector<AudioChoice> choices;
     DeviceSourceFactory open = nullptr;
+    MeterCommand meter = nullptr;
 };
 
 }  // namespace vesk5::host

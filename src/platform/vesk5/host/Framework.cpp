@@ -232,6 +232,13 @@ int Framework::start() {
             return list(options.json);
         case Command::Devices:
             return devices(options);
+        case Command::Meter:
+            if (deviceSources.meter == nullptr) {
+                kvo::cerr() << "kvormicrophone: no audio system is available in this build"
+                            << std::endl;
+                return TestResult::CANNOTRUN().value();
+            }
+            return deviceSources.meter(options);
         case Command::Run:
             break;
     }

@@ -157,6 +157,40 @@ TEST_F(PulseEndToEndTest, TwoAmplitudeTestsInOneProcessPutBackTheLevelsFromBefor
     EXPECT_EQ(server.levels(), before);
 }
 
+TEST_F(PulseEndToEndTest, TheMeterShowsTheMicrophonesLevelAndStateAndChangesNeither) {
+    PulseTestServer server;
+    ASSERT_TRUE(server.running());
+    // A sine at half full scale (-9 dBFS RMS, -6 dBFS peak) into the speaker the
+    // integrated microphone hears.
+    server.pactl("load-module module-sine sink=int_speaker frequency=1000");
+    std::string before = server.levels();
+    // A new stream may take a while to deliver its first packet on a busy machine.
+    ProgramRun run = runProgram("meter --seconds 4", base_);
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(std::regex_search(
+        run.output, std::regex(R"((^|\n)Built-in Microphone [^\n]*\(source:int_mic\): volume )"
+                               R"(100 % \(\+0\.00 dB\), not muted, no boost control\n)")))
+        << run.output;
+    const std::regex levelLine(R"((?:^|\n)M (-?[0-9.]+) dBFS peak (-?[0-9.]+)(?=\n))");
+    int readings = 0;
+    for (auto it = std::sregex_iterator(run.output.begin(), run.output.end(), levelLine);
+         it != std::sregex_iterator(); ++it, ++readings) {
+        EXPECT_NEAR(std::stod((*it)[1]), -9.0, 1.0) << run.output;
+        EXPECT_NEAR(std::stod((*it)[2]), -6.0, 1.0) << run.output;
+    }
+    EXPECT_GE(readings, 1) << run.output;
+    EXPECT_EQ(server.levels(), before);
+
+    setUserLevels(server);
+    before = server.levels();
+    run = runProgram("meter --device source:int_mic --seconds 1", base_);
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_NE(run.output.find("(source:int_mic): volume 40 % "), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find(" dB), muted, no boost control\n"), std::string::npos);
+    EXPECT_NE(run.output.find("  [muted]\n"), std::string::npos) << run.output;
+    EXPECT_EQ(server.levels(), before);
+}
+
 TEST_F(PulseEndToEndTest, NoServerIsOneLineNamingTheSimulatedPc) {
     int status = 0;
     const std::string output =

@@ -159,6 +159,23 @@ case_integrated_microphone() {
     check "the user's levels are back" test "$(levels)" = "$before"
 }
 
+# The level meter hears a half-scale sine played into the speaker the
+# microphone listens to, and leaves every level as it was.
+case_meter() {
+    start_server
+    drop_external_pair
+    set_user_levels
+    local before
+    before=$(levels)
+    pactl load-module module-sine sink=int_speaker frequency=1000 >/dev/null
+    # Wine's first packet can take about 2 s.
+    run_program meter --seconds 5
+    check "meter exits 0" test "$status" -eq 0
+    check "shows the microphone's volume and mute" has ": volume [0-9]+ % .*, (not )?muted, "
+    check "hears the sine (not silence)" has "^(M|L) -([3-9]|[1-3][0-9])\.[0-9] dBFS peak -"
+    check "the user's levels are unchanged" test "$(levels)" = "$before"
+}
+
 # Ctrl-C: Wine turns SIGINT into the console's CTRL_C_EVENT.
 case_stop() {
     start_server
