@@ -36,11 +36,19 @@ wait_for() {
 # folder is the scratch folder, never the user's, which another run may hold. The shell
 # itself outlives a Ctrl-C meant for the program. (A second Ctrl-C, which ends
 # the program at once, is tested on a pseudo-terminal by the StopSignal test.)
+# A tmux server that dies while it starts ("server exited unexpectedly", seen on
+# loaded machines) is the terminal's failure, not the program's: start it again.
 start() {
     tmux_ kill-session -t test 2>/dev/null || true
-    tmux_ new-session -d -s test -x 120 -y 40 \
+    attempt=1
+    until tmux_ new-session -d -s test -x 120 -y 40 \
         "trap : INT; cd '$work' && TMPDIR='$work' XDG_STATE_HOME='$work' '$program' run MicrophoneTest --audio sim --ui console $*; \
-echo \"exit status \$?\"; stty -a | tr ' ;' '\n\n' | grep -qx -- -echo && echo 'echo off' || echo 'echo on'; sleep 60"
+echo \"exit status \$?\"; stty -a | tr ' ;' '\n\n' | grep -qx -- -echo && echo 'echo off' || echo 'echo on'; sleep 60"; do
+        [ "$attempt" -lt 3 ] || exit 1
+        attempt=$((attempt + 1))
+        tmux_ kill-server 2>/dev/null || true
+        sleep 1
+    done
 }
 
 # Record, play and pass.
