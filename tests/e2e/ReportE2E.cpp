@@ -5,17 +5,10 @@
 #include <fstream>
 
 #include "ProgramRun.hpp"
+#include "support/TextCount.hpp"
 
 namespace kvo::test {
 namespace {
-
-std::size_t count(const std::string& text, const std::string& part) {
-    std::size_t found = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++found;
-    }
-    return found;
-}
 
 TEST(ReportE2E, ReportNamesTheRunItsSettingsHostAudioAndLogFile) {
     TempDirectory base;
@@ -106,20 +99,20 @@ TEST(ReportE2E, JUnitHasATestcasePerResultAndCheckWithFailuresAndSkips) {
     const ProgramRun dead = runOnSimulatedPc(
         {"FrequencyToneTest", "--param", "FrequencyList=440,1000"}, "dead-microphone", base);
     // One suite; its result and four checks, all failed.
-    EXPECT_EQ(count(dead.junit, "<testsuite "), 1u);
+    EXPECT_EQ(countOf(dead.junit, "<testsuite "), 1u);
     EXPECT_NE(dead.junit.find("tests=\"5\" failures=\"5\" errors=\"0\" skipped=\"0\""),
               std::string::npos)
         << dead.junit;
     EXPECT_NE(dead.junit.find("These tones were not heard by the integrated microphones (Hz): 440 "
                               "1000"),
               std::string::npos);
-    EXPECT_EQ(count(dead.junit, "<failure message=\"no signal\" type=\"tone\">"), 4u);
+    EXPECT_EQ(countOf(dead.junit, "<failure message=\"no signal\" type=\"tone\">"), 4u);
     EXPECT_NE(dead.junit.find("rmsDbfs = -150"), std::string::npos);
 
     TempDirectory noMicrophone;
     const ProgramRun skipped =
         runOnSimulatedPc({"IntegratedMicrophoneTest"}, "no-microphone", noMicrophone);
-    EXPECT_EQ(count(skipped.junit, "<skipped message=\"NODEVICE (2)\""), 1u) << skipped.junit;
+    EXPECT_EQ(countOf(skipped.junit, "<skipped message=\"NODEVICE (2)\""), 1u) << skipped.junit;
 
     TempDirectory healthy;
     const ProgramRun passed = runOnSimulatedPc({"IntegratedMicrophoneTest"}, "", healthy);

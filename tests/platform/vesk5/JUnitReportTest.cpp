@@ -2,16 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include "support/TextCount.hpp"
+
 namespace vesk5::host {
 namespace {
 
-std::size_t count(const std::string& text, const std::string& part) {
-    std::size_t found = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++found;
-    }
-    return found;
-}
+using kvo::test::countOf;
 
 TEST(JUnitReport, NamesFromOutsideBecomeWellFormedUtf8WithoutControlCharactersOrMarkup) {
     RunReport report("1.0", "sim", true);
@@ -34,8 +30,8 @@ TEST(JUnitReport, NamesFromOutsideBecomeWellFormedUtf8WithoutControlCharactersOr
     EXPECT_NE(xml.find("Mic \xef\xbf\xbd\xef\xbf\xbd&lt;[2J&quot;&gt;"), std::string::npos) << xml;
     EXPECT_NE(xml.find("hostname=\"host\xef\xbf\xbd\""), std::string::npos) << xml;
     EXPECT_NE(xml.find("not heard &amp; gone"), std::string::npos) << xml;
-    EXPECT_EQ(count(xml, "<testcase "), 2u);
-    EXPECT_EQ(count(xml, "<failure "), 2u);
+    EXPECT_EQ(countOf(xml, "<testcase "), 2u);
+    EXPECT_EQ(countOf(xml, "<failure "), 2u);
     EXPECT_NE(xml.find("tests=\"2\" failures=\"2\" errors=\"0\" skipped=\"0\""), std::string::npos);
 }
 
