@@ -3,8 +3,8 @@
 # the .deb of a native build unpacked into a clean folder (dpkg -x), the .zip
 # of a MinGW build under Wine. Usage: check-packages.sh NATIVE_BUILD [MINGW_BUILD]
 set -euo pipefail
-native=$1
-mingw=${2:-}
+native=$(realpath "$1")
+mingw=${2:+$(realpath "$2")}
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
