@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/audio/SampleCodec.hpp"
 #include "platform/kvo/Assert.hpp"
 #include "platform/kvo/Logger.hpp"
 #include "platform/kvo/SafeFile.hpp"
@@ -16,12 +17,6 @@ constexpr double kTwoPi = 6.283185307179586;
 kvo::Logger& logger() {
     static kvo::Logger* const instance = &kvo::Logger::get("libAudio.pcmsupport");
     return *instance;
-}
-
-std::int16_t readSample(const unsigned char* bytes) {
-    std::int16_t value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
 }
 
 // The low 16 bits of the value truncated towards zero. Values beyond 32 bits
@@ -95,8 +90,7 @@ bool createSinusoid(int channel, unsigned amplitude, double frequency, StaticPCM
             break;
         }
         const double value = std::sin(i * angularStep * period) * amplitude;
-        const std::int16_t sample = toSample(value);
-        std::memcpy(storage + at, &sample, sizeof sample);
+        audio::writeSample16(storage + at, audio::kPcm16, toSample(value));
     }
     return true;
 }
@@ -106,7 +100,8 @@ double mean(const void* samples, unsigned count, int strideBytes) {
     const auto* bytes = static_cast<const unsigned char*>(samples);
     double sum = 0.0;
     for (unsigned i = 0; i < count; ++i) {
-        sum += readSample(bytes + static_cast<std::ptrdiff_t>(i) * strideBytes);
+        sum += audio::readSample16(bytes + static_cast<std::ptrdiff_t>(i) * strideBytes,
+                                   audio::kPcm16);
     }
     const double result = sum / static_cast<double>(count);
     KVO_LOG_TAG(logger(), kvo::kLogDetail, 232, "Signal mean = {}", result);
@@ -120,7 +115,8 @@ double stdDev(const void* samples, unsigned count, unsigned strideBytes) {
     double sum = 0.0;
     for (unsigned i = 0; i < count; ++i) {
         const double deviation =
-            readSample(bytes + static_cast<std::size_t>(i) * strideBytes) - average;
+            audio::readSample16(bytes + static_cast<std::size_t>(i) * strideBytes, audio::kPcm16) -
+            average;
         sum += deviation * deviation;
     }
     const double result = std::sqrt(sum / static_cast<double>(count));

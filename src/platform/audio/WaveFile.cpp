@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <cstring>
 
+#include "platform/audio/SampleCodec.hpp"
 #include "platform/kvo/SafeFile.hpp"
 
 namespace audio {
@@ -33,38 +33,6 @@ kvo::String chunkName(const unsigned char* id) {
         }
     }
     return name;
-}
-
-std::int16_t fromFloat(double value) {
-    const double scaled = value * 32768.0;
-    if (std::isnan(scaled)) {
-        return 0;
-    }
-    if (scaled >= 32767.0) {
-        return 32767;
-    }
-    if (scaled <= -32768.0) {
-        return -32768;
-    }
-    return static_cast<std::int16_t>(std::floor(scaled + 0.5));
-}
-
-std::int16_t convertSample(const unsigned char* p, bool isFloat, unsigned bytes) {
-    if (isFloat) {
-        if (bytes == 4) {
-            float value;
-            std::memcpy(&value, p, sizeof value);
-            return fromFloat(value);
-        }
-        double value;
-        std::memcpy(&value, p, sizeof value);
-        return fromFloat(value);
-    }
-    if (bytes == 1) {
-        return static_cast<std::int16_t>((p[0] - 128) * 256);
-    }
-    // Little-endian: the top 16 bits are the last two bytes.
-    return static_cast<std::int16_t>(u16(p + bytes - 2));
 }
 
 }  // namespace
@@ -203,9 +171,10 @@ bool WaveFile::loadMemory(const void* input, std::size_t size) {
     // The data chunk lies inside the input, so this is at most twice its size.
     const std::size_t blocks = dataSize / file.nBlockAlign;
     const std::size_t count = blocks * file.nChannels;
+    const SampleLayout layout{sampleBytes, isFloat};
     std::vector<std::int16_t> samples(count);
     for (std::size_t i = 0; i < count; ++i) {
-        samples[i] = convertSample(dataChunk + i * sampleBytes, isFloat, sampleBytes);
+        samples[i] = readSample16(dataChunk + i * sampleBytes, layout);
     }
 
     loaded_ = true;

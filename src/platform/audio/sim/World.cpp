@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <numbers>
 
+#include "platform/audio/SampleCodec.hpp"
 #include "platform/kvo/Clock.hpp"
 #include "platform/kvo/System.hpp"
 
@@ -20,139 +19,7 @@ std::int64_t clockUs() {
         .count();
 }
 
-std::uint64_t splitMix(std::uint64_t& state) {
-    std::uint64_t z = (state += UINT64_C(0x9E3779B97F4A7C15));
-    z = (z ^ (z >> 30)) * UINT64_C(0xBF58476D1CE4E5B9);
-    z = (z ^ (z >> 27)) * UINT64_C(0x94D049BB133111EB);
-    return z ^ (z >> 31);
-}
-
-std::uint64_t mixSeed(std::uint64_t seed, std::uint64_t a, std::uint64_t b) {
-    std::uint64_t state = seed;
-    std::uint64_t result = splitMix(state);
-    state ^= a * UINT64_C(0xD1B54A32D192ED03);
-    result ^= splitMix(state);
-    state ^= b * UINT64_C(0x8CB92BA72F3D8DD7);
-    return result ^ splitMix(state);
-}
-
-double readSample(const unsigned char* p, const WAVEFORMATEX& format) {
-    switch (format.wBitsPerSample) {
-        case 8:
-            return (static_cast<int>(p[0]) - 128) / 128.0;
-        case 16:
-            return static_cast<std::int16_t>(p[0] | (p[1] << 8)) / 32768.0;
-        case 24: {
-            const std::int32_t v = static_cast<std::int32_t>(
-                (static_cast<std::uint32_t>(p[0]) << 8) | (static_cast<std::uint32_t>(p[1]) << 16) |
-                (static_cast<std::uint32_t>(p[2]) << 24));
-            return v / 2147483648.0;
-        }
-        default: {
-            std::uint32_t bits =
-                static_cast<std::uint32_t>(p[0]) | (static_cast<std::uint32_t>(p[1]) << 8) |
-                (static_cast<std::uint32_t>(p[2]) << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
-            if (format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT) {
-                float value = 0.0F;
-                std::memcpy(&value, &bits, sizeof value);
-                return value;
-            }
-            return static_cast<std::int32_t>(bits) / 2147483648.0;
-        }
-    }
-}
-
-// Quantises to 16 bits with clipping, then widens or narrows to the format.
-void writeSample(unsigned char* p, const WAVEFORMATEX& format, double value) {
-    const double scaled = std::nearbyint(value * 32768.0);
-    const auto q = static_cast<std::int32_t>(std::clamp(scaled, -32768.0, 32767.0));
-    switch (format.wBitsPerSample) {
-        case 8:
-            p[0] = static_cast<unsigned char>((q >> 8) + 128);
-            break;
-        case 16:
-            p[0] = static_cast<unsigned char>(q & 0xFF);
-            p[1] = static_cast<unsigned char>((q >> 8) & 0xFF);
-            break;
-        case 24:
-            p[0] = 0;
-            p[1] = static_cast<unsigned char>(q & 0xFF);
-            p[2] = static_cast<unsigned char>((q >> 8) & 0xFF);
-            break;
-        default: {
-            std::uint32_t bits = static_cast<std::uint32_t>(q) << 16;
-            if (format.wFormatTag == WAVE_FORMAT_IEEE_FLOAT) {
-                const float f = static_cast<float>(q / 32768.0);
-                std::memcpy(&bits, &f, sizeof bits);
-            }
-            for (int i = 0; i < 4; ++i) {
-                p[i] = static_cast<unsigned char>((bits >> (8 * i)) & 0xFF);
-            }
-        }
-    }
-}
-
 }  // namespace
-
-double dbToGain(double db) {
-    return std::pow(10.0, db / 20.0);
-}
-
-double taperDb(const VolumeConfig& volume, double scalar) {
-    const double range = volume.maxDb - volume.minDb;
-    const double raw = std::clamp(scalar, 0.0, 1.0) * range;
-    const double snapped = std::round(raw / volume.stepDb) * volume.stepDb;
-    return std::clamp(volume.minDb + snapped, volume.minDb, volume.maxDb);
-}
-
-double scalarForDb(const VolumeConfig& volume, double db) {
-    const double range = volume.maxDb - volume.minDb;
-    if (range <= 0.0) {
-        return 1.0;
-    }
-    return std::clamp((db - volume.minDb) / range, 0.0, 1.0);
-}
-
-double snapStageDb(const GainStageConfig& stage, double db) {
-    const double clamped = std::clamp(db, stage.minDb, stage.maxDb);
-    const double snapped =
-        stage.minDb + std::round((clamped - stage.minDb) / stage.stepDb) * stage.stepDb;
-    return std::clamp(snapped, stage.minDb, stage.maxDb);
-}
-
-FirstOrderFilter FirstOrderFilter::lowPass(double cornerHz, double rate) {
-    FirstOrderFilter filter;
-    if (cornerHz <= 0.0 || cornerHz >= 0.49 * rate) {
-        return filter;  // at or above Nyquist: nothing to cut
-    }
-    const double k = std::tan(std::numbers::pi * cornerHz / rate);
-    filter.active = true;
-    filter.b0 = k / (1.0 + k);
-    filter.b1 = filter.b0;
-    filter.a1 = (k - 1.0) / (k + 1.0);
-    return filter;
-}
-
-FirstOrderFilter FirstOrderFilter::highPass(double cornerHz, double rate) {
-    FirstOrderFilter filter;
-    if (cornerHz <= 0.0) {
-        return filter;
-    }
-    const double k = std::tan(std::numbers::pi * std::min(cornerHz, 0.49 * rate) / rate);
-    filter.active = true;
-    filter.b0 = 1.0 / (1.0 + k);
-    filter.b1 = -filter.b0;
-    filter.a1 = (k - 1.0) / (k + 1.0);
-    return filter;
-}
-
-double CaptureSignal::noise() {
-    double sum = 0.0;
-    for (int i = 0; i < 4; ++i) {
-        sum += static_cast<double>(splitMix(random) >> 11) * 0x1.0p-53 - 0.5;
-    }
-    return sum * 1.7320508075688772;  // sqrt(3): four uniforms have variance 1/3
-}
 
 World::World(Machine machine)
     : machine_(std::move(machine)),
@@ -414,10 +281,10 @@ std::shared_ptr<RenderSession> World::startRender(std::size_t endpoint, const WA
     session->rate = format.nSamplesPerSec;
     session->channels = format.nChannels;
     session->frames = static_cast<std::int64_t>(bytes / format.nBlockAlign);
-    const std::size_t bytesPerSample = format.wBitsPerSample / 8U;
+    const SampleLayout layout = sampleLayoutOf(format);
     session->samples.resize(static_cast<std::size_t>(session->frames) * format.nChannels);
     for (std::size_t i = 0; i < session->samples.size(); ++i) {
-        session->samples[i] = static_cast<float>(readSample(data + i * bytesPerSample, format));
+        session->samples[i] = static_cast<float>(readSample(data + i * layout.bytes, layout));
     }
     const std::int64_t now = nowUs();
     session->startUs = now;
@@ -445,7 +312,7 @@ std::unique_ptr<CaptureSignal> World::newCaptureSignal(std::size_t endpoint,
     const EndpointConfig& microphone = machine_.endpoints[endpoint];
     {
         std::lock_guard lock(mutex_);
-        signal->random = mixSeed(machine_.seed, endpoint, controls_[endpoint].captures++);
+        signal->random = captureSeed(machine_.seed, endpoint, controls_[endpoint].captures++);
     }
     for (const PathConfig& path : machine_.paths) {
         if (path.microphone != microphone.id) {
@@ -465,25 +332,17 @@ std::unique_ptr<CaptureSignal> World::newCaptureSignal(std::size_t endpoint,
 void World::capture(CaptureSignal& signal, std::int64_t startUs, std::int64_t firstFrame,
                     std::int64_t endFrame, unsigned char* out) {
     const EndpointConfig& microphone = machine_.endpoints[signal.endpoint];
-    const WAVEFORMATEX& format = signal.format;
-    const std::uint32_t channels = format.nChannels;
-    const double rate = format.nSamplesPerSec;
-    const std::int64_t packetUs = startUs + firstFrame * 1000000 / format.nSamplesPerSec;
+    const std::int64_t packetUs = startUs + firstFrame * 1000000 / signal.format.nSamplesPerSec;
 
+    // Held through the mix: a playback's end may move meanwhile.
     std::lock_guard lock(mutex_);
-
-    // What each speaker feeding this microphone puts out, per channel, for this packet.
-    struct SpeakerFeed {
-        std::vector<double> channelGains;
-        std::vector<std::shared_ptr<RenderSession>> sessions;
-    };
     std::vector<SpeakerFeed> feeds;
     for (const CaptureSignal::Path& path : signal.paths) {
         SpeakerFeed feed;
         const EndpointConfig& speaker = machine_.endpoints[path.speaker];
         const bool audible = !controls_[path.speaker].muted && !speaker.faults.silent &&
                              stateAt(path.speaker, packetUs) == DEVICE_STATE_ACTIVE;
-        for (std::uint32_t c = 0; c < 8; ++c) {
+        for (std::uint32_t c = 0; c < SpeakerFeed::kFeedChannels; ++c) {
             feed.channelGains.push_back(audible ? dbToGain(channelDbLocked(path.speaker, c) +
                                                            stagesDbLocked(path.speaker, c))
                                                 : 0.0);
@@ -495,63 +354,14 @@ void World::capture(CaptureSignal& signal, std::int64_t startUs, std::int64_t fi
         }
         feeds.push_back(std::move(feed));
     }
-
-    // The microphone's chain: pickup, element noise and hum, then boost
-    // stages and endpoint volume, then mute.
-    const bool muted = controls_[signal.endpoint].muted;
-    const double pickup = microphone.faults.disconnected
-                              ? 0.0
-                              : dbToGain(microphone.sensitivityDb - microphone.faults.weakDb);
-    const double noiseRms = dbToGain(microphone.noiseDbfs);
-    const double humPeak =
-        microphone.faults.hum ? dbToGain(microphone.faults.hum->dbfs) * std::numbers::sqrt2 : 0.0;
-    const double humHz = microphone.faults.hum ? microphone.faults.hum->hz : 0.0;
-    std::vector<double> chainGains(channels);
-    for (std::uint32_t c = 0; c < channels; ++c) {
-        chainGains[c] = muted || microphone.faults.dead
-                            ? 0.0
-                            : dbToGain(channelDbLocked(signal.endpoint, c) +
-                                       stagesDbLocked(signal.endpoint, c));
+    MicrophoneChain chain = MicrophoneChain::of(microphone);
+    const bool silenced = controls_[signal.endpoint].muted || microphone.faults.dead;
+    for (std::uint32_t c = 0; c < signal.format.nChannels; ++c) {
+        chain.channelGains.push_back(silenced ? 0.0
+                                              : dbToGain(channelDbLocked(signal.endpoint, c) +
+                                                         stagesDbLocked(signal.endpoint, c)));
     }
-
-    const double startSeconds = startUs / 1e6;
-    const std::size_t bytesPerSample = format.wBitsPerSample / 8U;
-    unsigned char* p = out;
-    for (std::int64_t n = firstFrame; n < endFrame; ++n) {
-        const double t = startSeconds + static_cast<double>(n) / rate;
-        double acoustic = 0.0;
-        for (std::size_t i = 0; i < signal.paths.size(); ++i) {
-            CaptureSignal::Path& path = signal.paths[i];
-            const double heardAt = t - path.delaySeconds;
-            double played = 0.0;
-            for (const std::shared_ptr<RenderSession>& session : feeds[i].sessions) {
-                const double since = heardAt - session->startUs / 1e6;
-                if (since < 0.0 || heardAt >= session->endUs / 1e6 || session->frames == 0) {
-                    continue;
-                }
-                const double position = since * session->rate;
-                const auto whole = static_cast<std::int64_t>(position);
-                const double fraction = position - static_cast<double>(whole);
-                const std::size_t a = static_cast<std::size_t>(whole % session->frames);
-                const std::size_t b = static_cast<std::size_t>((whole + 1) % session->frames);
-                double sum = 0.0;
-                for (std::uint32_t c = 0; c < session->channels; ++c) {
-                    const double x0 = session->samples[a * session->channels + c];
-                    const double x1 = session->samples[b * session->channels + c];
-                    sum += (x0 + (x1 - x0) * fraction) * feeds[i].channelGains[std::min(c, 7U)];
-                }
-                played += sum / session->channels;
-            }
-            acoustic += path.gain * path.lowPass.step(path.highPass.step(played));
-        }
-        const double hum =
-            humPeak != 0.0 ? humPeak * std::sin(2.0 * std::numbers::pi * humHz * t) : 0.0;
-        for (std::uint32_t c = 0; c < channels; ++c) {
-            const double element = acoustic * pickup + signal.noise() * noiseRms + hum;
-            writeSample(p, format, element * chainGains[c]);
-            p += bytesPerSample;
-        }
-    }
+    mixCapture(signal, feeds, chain, startUs, firstFrame, endFrame, out);
 }
 
 void World::startNotifier() {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Acoustics.hpp"
 #include "Machine.hpp"
 #include "platform/audio/AudioDevice.hpp"
 #include "platform/audio/ObserverRegistry.hpp"
@@ -15,77 +16,12 @@
 #include "platform/kvo/ManagedThread.hpp"
 
 // The running simulated PC: endpoint states over time, the volume and gain
-// settings, what each speaker is playing, the sound each microphone picks up,
-// and the observers to tell about state changes. Every object of the sim
+// settings, faults spent by use, what each speaker is playing, and the
+// observers to tell about state changes; the sound itself is Acoustics'. Every object of the sim
 // backend shares one World; its one mutex is never held while sleeping or
 // while calling an observer.
 
 namespace audio::sim {
-
-double dbToGain(double db);
-
-// The endpoint volume's taper: a scalar level 0..1 maps linearly to dB from
-// minDb to maxDb and is rounded to the nearest step counted from minDb.
-double taperDb(const VolumeConfig& volume, double scalar);
-// The scalar whose tapered level is `db` (clamped to the range).
-double scalarForDb(const VolumeConfig& volume, double db);
-// A stage level clamped to the stage's range and rounded to its step.
-double snapStageDb(const GainStageConfig& stage, double db);
-
-// One playback: the buffer's samples at full scale 1.0, played from startUs
-// `repetitions` times back to back until endUs.
-struct RenderSession {
-    std::size_t endpoint = 0;
-    std::uint32_t rate = 0;
-    std::uint32_t channels = 0;
-    std::int64_t frames = 0;     // frames of one repetition
-    std::vector<float> samples;  // interleaved
-    std::int64_t startUs = 0;
-    std::int64_t endUs = 0;
-};
-
-// A first-order filter (bilinear transform, pre-warped at its corner).
-struct FirstOrderFilter {
-    bool active = false;
-    double b0 = 1.0;
-    double b1 = 0.0;
-    double a1 = 0.0;
-    double x1 = 0.0;
-    double y1 = 0.0;
-
-    static FirstOrderFilter lowPass(double cornerHz, double rate);
-    static FirstOrderFilter highPass(double cornerHz, double rate);
-    double step(double x) {
-        if (!active) {
-            return x;
-        }
-        const double y = b0 * x + b1 * x1 - a1 * y1;
-        x1 = x;
-        y1 = y;
-        return y;
-    }
-};
-
-// The state of one capture's signal chain: its noise generator and, per
-// acoustic path into the microphone, that path's filters.
-struct CaptureSignal {
-    struct Path {
-        std::size_t speaker = 0;
-        double gain = 1.0;
-        double delaySeconds = 0.0;
-        FirstOrderFilter highPass;
-        FirstOrderFilter lowPass;
-    };
-
-    std::size_t endpoint = 0;
-    WAVEFORMATEX format;
-    std::uint64_t random = 0;
-    std::vector<Path> paths;
-
-    // Noise of unit RMS: the sum of four uniform draws, scaled. Plain
-    // arithmetic only, so a seed gives the same samples on every platform.
-    double noise();
-};
 
 class World {
 public:
