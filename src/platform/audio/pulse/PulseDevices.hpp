@@ -17,6 +17,15 @@ namespace audio::pulse {
 // ---------------------------------------------------------------------------
 // How the server's descriptions map onto the layer (pure, for tests).
 
+// The endpoint id of a sink or source: "sink:<name>" / "source:<name>".
+std::string endpointId(const DeviceInfo& device);
+// The endpoint state the server's view gives: active, or unplugged when the
+// active port reports nothing plugged in.
+std::uint32_t endpointState(const DeviceInfo& device);
+// Which card an endpoint belongs to: the card of the device, or the group of
+// its owner module for card-less devices.
+std::string cardIdOf(const DeviceInfo& device);
+
 // Built-in hardware: the device's form factor is "internal", or this port is
 // a laptop's own speaker or microphone.
 bool isBuiltInPort(const PortInfo& port, EDataFlow flow);

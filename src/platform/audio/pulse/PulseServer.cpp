@@ -6,6 +6,8 @@
 
 #include <cstdio>
 
+#include "PulseNotifier.hpp"
+#include "PulseReplies.hpp"
 #include "platform/kvo/Logger.hpp"
 
 namespace audio::pulse {
@@ -16,138 +18,15 @@ kvo::Logger& pulseLogger() {
     return logger;
 }
 
-std::string text(const char* value) {
-    return value != nullptr ? value : "";
-}
-
-std::string property(const pa_proplist* properties, const char* key) {
-    return properties != nullptr ? text(pa_proplist_gets(properties, key)) : "";
-}
-
-template <typename PortInfoType>
-void copyPorts(PortInfoType** ports, std::uint32_t count, const PortInfoType* active,
-               DeviceInfo& device) {
-    for (std::uint32_t p = 0; p < count; ++p) {
-        device.ports.push_back({text(ports[p]->name), text(ports[p]->description), ports[p]->type,
-                                ports[p]->available});
-    }
-    if (active != nullptr) {
-        device.activePort = text(active->name);
-    }
-}
-
-DeviceInfo fromSink(const pa_sink_info& sink) {
-    DeviceInfo device;
-    device.flow = eRender;
-    device.index = sink.index;
-    device.name = text(sink.name);
-    device.description = text(sink.description);
-    device.driver = text(sink.driver);
-    device.card = sink.card;
-    device.ownerModule = sink.owner_module;
-    device.formFactor = property(sink.proplist, PA_PROP_DEVICE_FORM_FACTOR);
-    device.sampleFormat = sink.sample_spec;
-    device.channelMap = sink.channel_map;
-    device.volume = sink.volume;
-    device.baseVolume = sink.base_volume;
-    device.volumeSteps = sink.n_volume_steps;
-    device.decibelVolume = (sink.flags & PA_SINK_DECIBEL_VOLUME) != 0;
-    device.muted = sink.mute != 0;
-    copyPorts(sink.ports, sink.n_ports, sink.active_port, device);
-    return device;
-}
-
-DeviceInfo fromSource(const pa_source_info& source) {
-    DeviceInfo device;
-    device.flow = eCapture;
-    device.index = source.index;
-    device.name = text(source.name);
-    device.description = text(source.description);
-    device.driver = text(source.driver);
-    device.card = source.card;
-    device.ownerModule = source.owner_module;
-    device.monitor = source.monitor_of_sink != PA_INVALID_INDEX;
-    device.formFactor = property(source.proplist, PA_PROP_DEVICE_FORM_FACTOR);
-    device.sampleFormat = source.sample_spec;
-    device.channelMap = source.channel_map;
-    device.volume = source.volume;
-    device.baseVolume = source.base_volume;
-    device.volumeSteps = source.n_volume_steps;
-    device.decibelVolume = (source.flags & PA_SOURCE_DECIBEL_VOLUME) != 0;
-    device.muted = source.mute != 0;
-    copyPorts(source.ports, source.n_ports, source.active_port, device);
-    return device;
-}
-
-// Collects the entries of one list query; a negative eol is the server's "no such entity".
-template <typename T>
-struct Collected {
-    std::vector<T> items;
-    bool failed = false;
-
-    template <typename Info, typename Convert>
-    void take(const Info* info, int eol, Convert convert) {
-        if (eol < 0) {
-            failed = true;
-        } else if (eol == 0 && info != nullptr) {
-            items.push_back(convert(*info));
-        }
-    }
-};
-
-void onSinkInfo(pa_context*, const pa_sink_info* info, int eol, void* data) {
-    static_cast<Collected<DeviceInfo>*>(data)->take(info, eol, fromSink);
-}
-
-void onSourceInfo(pa_context*, const pa_source_info* info, int eol, void* data) {
-    static_cast<Collected<DeviceInfo>*>(data)->take(info, eol, fromSource);
-}
-
-void onCardInfo(pa_context*, const pa_card_info* info, int eol, void* data) {
-    static_cast<Collected<CardInfo>*>(data)->take(info, eol, [](const pa_card_info& card) {
-        return CardInfo{card.index,
-                        text(card.name),
-                        property(card.proplist, PA_PROP_DEVICE_DESCRIPTION),
-                        text(card.driver),
-                        property(card.proplist, "alsa.driver_name"),
-                        card.owner_module};
-    });
-}
-
-void onModuleInfo(pa_context*, const pa_module_info* info, int eol, void* data) {
-    static_cast<Collected<ModuleInfo>*>(data)->take(info, eol, [](const pa_module_info& module) {
-        return ModuleInfo{module.index, text(module.name)};
-    });
-}
-
-void onServerInfo(pa_context*, const pa_server_info* info, void* data) {
-    auto* result = static_cast<std::optional<ServerInfo>*>(data);
-    if (info != nullptr) {
-        *result = ServerInfo{text(info->server_name), text(info->server_version),
-                             text(info->default_sink_name), text(info->default_source_name)};
-    }
-}
-
-void onSuccess(pa_context*, int success, void* data) {
-    *static_cast<int*>(data) = success;
-}
-
 void onOperationState(pa_operation*, void* mainloop) {
     pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(mainloop), 0);
-}
-
-template <typename T>
-std::optional<std::vector<T>> collected(bool done, Collected<T>& result) {
-    if (!done || result.failed) {
-        return std::nullopt;
-    }
-    return std::move(result.items);
 }
 
 }  // namespace
 
 std::shared_ptr<PulseServer> PulseServer::connect(const std::string& applicationName) {
     std::shared_ptr<PulseServer> server(new PulseServer());
+    server->notifier_ = std::make_unique<PulseNotifier>(*server);
     server->mainloop_ = pa_threaded_mainloop_new();
     if (server->mainloop_ == nullptr) {
         throw ConnectionError(
@@ -196,24 +75,16 @@ std::shared_ptr<PulseServer> PulseServer::connect(const std::string& application
             "PULSE_SERVER, or use --audio sim to run on a simulated PC",
             reason));
     }
-    server->notifier_ = std::thread([raw = server.get()] { raw->notifyLoop(); });
+    server->notifier_->start();
     KVO_LOG(pulseLogger(), kvo::kLogInfo, "Connected to {}", server->serverString());
     return server;
 }
 
 PulseServer::~PulseServer() {
-    {
-        std::lock_guard lock(eventMutex_);
-        stopping_ = true;
-    }
-    eventReady_.notify_all();
-    if (notifier_.joinable()) {
-        // The last reference may go away inside an observer on the notification thread.
-        if (notifier_.get_id() == std::this_thread::get_id()) {
-            notifier_.detach();
-        } else {
-            notifier_.join();
-        }
+    // No observer is called once the connection begins to close; the notifier
+    // itself takes events until the main loop has stopped.
+    if (notifier_) {
+        notifier_->stop();
     }
     if (mainloop_ == nullptr) {
         return;
@@ -246,6 +117,15 @@ void PulseServer::onContextState(pa_context* context, void* self) {
         server->wasReady_ = true;
     }
     pa_threaded_mainloop_signal(server->mainloop_, 0);
+}
+
+void PulseServer::onSubscription(pa_context*, pa_subscription_event_type_t type,
+                                 std::uint32_t index, void* self) {
+    static_cast<PulseServer*>(self)->notifier_->queue(type, index);
+}
+
+const std::shared_ptr<ObserverRegistry>& PulseServer::observers() const {
+    return notifier_->observers();
 }
 
 bool PulseServer::connected() {
@@ -403,137 +283,6 @@ bool PulseServer::setMute(EDataFlow flow, const std::string& name, bool muted) {
                         : pa_context_set_source_mute_by_name(context_, name.c_str(), muted ? 1 : 0,
                                                              onSuccess, &success));
     return done && success != 0;
-}
-
-std::string PulseServer::cardIdOf(const DeviceInfo& device) {
-    if (device.card != PA_INVALID_INDEX) {
-        return fmt::format("card:{}", device.card);
-    }
-    if (device.ownerModule != PA_INVALID_INDEX) {
-        return fmt::format("module:{}", device.ownerModule);
-    }
-    return "module:none";
-}
-
-std::string endpointId(const DeviceInfo& device) {
-    return (device.flow == eRender ? "sink:" : "source:") + device.name;
-}
-
-std::uint32_t endpointState(const DeviceInfo& device) {
-    for (const PortInfo& port : device.ports) {
-        if (port.name == device.activePort && port.available == PA_PORT_AVAILABLE_NO) {
-            return DEVICE_STATE_UNPLUGGED;
-        }
-    }
-    return DEVICE_STATE_ACTIVE;
-}
-
-// ---------------------------------------------------------------------------
-// Notifications: the main loop thread queues the server's events, the
-// notification thread looks the devices up and calls the observers.
-
-void PulseServer::onSubscription(pa_context*, pa_subscription_event_type_t type,
-                                 std::uint32_t index, void* self) {
-    auto* server = static_cast<PulseServer*>(self);
-    {
-        std::lock_guard lock(server->eventMutex_);
-        server->events_.push_back({type, index});
-    }
-    server->eventReady_.notify_one();
-}
-
-namespace {
-
-std::string signatureOf(const DeviceInfo& device) {
-    std::string signature = device.description + "|" + device.formFactor + "|" + device.activePort;
-    for (const PortInfo& port : device.ports) {
-        signature += fmt::format("|{}={}", port.name, port.available);
-    }
-    return signature;
-}
-
-}  // namespace
-
-void PulseServer::rememberAll() {
-    for (const EDataFlow flow : {eRender, eCapture}) {
-        for (const DeviceInfo& device : devices(flow).value_or(std::vector<DeviceInfo>{})) {
-            if (!device.monitor) {
-                known_[{flow, device.index}] = {endpointId(device), cardIdOf(device),
-                                                endpointState(device), signatureOf(device)};
-            }
-        }
-    }
-}
-
-void PulseServer::notifyLoop() {
-    rememberAll();
-    std::unique_lock lock(eventMutex_);
-    while (true) {
-        eventReady_.wait(lock, [this] { return stopping_ || !events_.empty(); });
-        if (stopping_) {
-            return;
-        }
-        const Event event = events_.front();
-        events_.pop_front();
-        lock.unlock();
-        dispatch(event);
-        lock.lock();
-    }
-}
-
-void PulseServer::dispatch(const Event& event) {
-    const auto facility = event.type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
-    const auto kind = event.type & PA_SUBSCRIPTION_EVENT_TYPE_MASK;
-    if (facility != PA_SUBSCRIPTION_EVENT_SINK && facility != PA_SUBSCRIPTION_EVENT_SOURCE) {
-        // Card profile changes and server defaults reach the observers as the
-        // sinks and sources they add, remove or change.
-        return;
-    }
-    const EDataFlow flow = facility == PA_SUBSCRIPTION_EVENT_SINK ? eRender : eCapture;
-    const std::pair<int, std::uint32_t> key{flow, event.index};
-    const auto known = known_.find(key);
-
-    std::function<void(SoundCardObserver&)> call;
-    std::string cardId;
-    if (kind == PA_SUBSCRIPTION_EVENT_REMOVE) {
-        if (known == known_.end()) {
-            return;
-        }
-        cardId = known->second.cardId;
-        call = [id = known->second.endpointId](SoundCardObserver& observer) {
-            observer.onEndpointDeviceRemoved(id);
-        };
-        known_.erase(known);
-    } else {
-        const std::optional<DeviceInfo> device = this->device(flow, event.index);
-        if (!device || device->monitor) {
-            return;
-        }
-        Known now{endpointId(*device), cardIdOf(*device), endpointState(*device),
-                  signatureOf(*device)};
-        cardId = now.cardId;
-        if (known == known_.end()) {
-            call = [id = now.endpointId](SoundCardObserver& observer) {
-                observer.onEndpointDeviceAdded(id);
-            };
-        } else if (known->second.state != now.state) {
-            call = [id = now.endpointId, state = now.state](SoundCardObserver& observer) {
-                observer.onEndpointDeviceStateChanged(id, state);
-            };
-        } else if (known->second.signature != now.signature) {
-            call = [id = now.endpointId](SoundCardObserver& observer) {
-                observer.onEndpointDevicePropertyChanged(id);
-            };
-        }
-        // Volume and mute changes leave the signature alone: they are not endpoint changes.
-        known_[key] = std::move(now);
-    }
-    if (!call) {
-        return;
-    }
-    for (const auto& target : observers_->observersOf(cardId, flow)) {
-        call(*target);
-    }
 }
 
 }  // namespace audio::pulse

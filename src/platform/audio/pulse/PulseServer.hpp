@@ -2,16 +2,12 @@
 
 #include <pulse/pulseaudio.h>
 
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/audio/AudioDevice.hpp"
@@ -24,6 +20,8 @@
 // lost fails at once instead of waiting.
 
 namespace audio::pulse {
+
+class PulseNotifier;
 
 // Holds the threaded main loop's lock for its scope: the one way this backend
 // locks it.
@@ -143,56 +141,23 @@ public:
 
     // Observers of the cards' endpoints; called on the notification thread,
     // never with the main loop locked.
-    const std::shared_ptr<ObserverRegistry>& observers() const { return observers_; }
-
-    // Which card an endpoint belongs to: the card of the device, or the
-    // group of its owner module for card-less devices.
-    static std::string cardIdOf(const DeviceInfo& device);
+    const std::shared_ptr<ObserverRegistry>& observers() const;
 
 private:
     PulseServer() = default;
 
-    struct Event {
-        pa_subscription_event_type_t type;
-        std::uint32_t index;
-    };
-    // What the notification thread remembers of an endpoint to tell a change
-    // from a property update and to name a removed one.
-    struct Known {
-        std::string endpointId;
-        std::string cardId;
-        std::uint32_t state = 0;
-        std::string signature;
-    };
-
     static void onContextState(pa_context* context, void* self);
     static void onSubscription(pa_context* context, pa_subscription_event_type_t type,
                                std::uint32_t index, void* self);
-    void notifyLoop();
-    void dispatch(const Event& event);
-    void rememberAll();
 
     pa_threaded_mainloop* mainloop_ = nullptr;
     pa_context* context_ = nullptr;
     bool wasReady_ = false;          // main loop thread only
     bool stoppedAnswering_ = false;  // under the main loop's lock
 
-    std::mutex eventMutex_;
-    std::condition_variable eventReady_;
-    std::deque<Event> events_;
-    bool stopping_ = false;
-    std::thread notifier_;
-
-    std::shared_ptr<ObserverRegistry> observers_ = std::make_shared<ObserverRegistry>();
+    std::unique_ptr<PulseNotifier> notifier_;
     std::mutex originalMutex_;
     std::map<std::pair<EDataFlow, std::string>, pa_cvolume> originalVolumes_;
-    std::map<std::pair<int, std::uint32_t>, Known> known_;  // (flow, index), notifier only
 };
-
-// The endpoint id of a sink or source: "sink:<name>" / "source:<name>".
-std::string endpointId(const DeviceInfo& device);
-// The endpoint state the server's view gives: active, or unplugged when the
-// active port reports nothing plugged in.
-std::uint32_t endpointState(const DeviceInfo& device);
 
 }  // namespace audio::pulse
