@@ -187,10 +187,13 @@ private:
     EndpointRecord record_;
 };
 
-class SoundCardObject final : public SoundCard {
+class SoundCardObject final : public ObservedSoundCard {
 public:
     SoundCardObject(std::shared_ptr<Context> context, std::string id, AdapterInfo info)
-        : context_(std::move(context)), id_(std::move(id)), info_(std::move(info)) {}
+        : ObservedSoundCard(context->notifier().observers()),
+          id_(std::move(id)),
+          info_(std::move(info)),
+          context_(std::move(context)) {}
 
     const std::string& id() const override { return id_; }
     const std::string& name() const override { return info_.name; }
@@ -208,20 +211,11 @@ public:
         }
         return appended;
     }
-    bool registerRecordObserver(std::shared_ptr<SoundCardObserver> observer) override {
-        return context_->notifier().add(id_, eCapture, std::move(observer));
-    }
-    bool registerPlaybackObserver(std::shared_ptr<SoundCardObserver> observer) override {
-        return context_->notifier().add(id_, eRender, std::move(observer));
-    }
-    bool unregisterObserver(const std::shared_ptr<SoundCardObserver>& observer) override {
-        return context_->notifier().remove(id_, observer);
-    }
 
 private:
-    std::shared_ptr<Context> context_;
     std::string id_;
     AdapterInfo info_;
+    std::shared_ptr<Context> context_;
 };
 
 }  // namespace

@@ -3,14 +3,13 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/audio/AudioDevice.hpp"
+#include "platform/audio/ObserverRegistry.hpp"
 
 // Endpoint changes reported by Windows (IMMNotificationClient), handed to the
 // sound cards' observers on a thread of the backend's own: Windows calls the
@@ -43,23 +42,20 @@ public:
     Notifier(const Notifier&) = delete;
     Notifier& operator=(const Notifier&) = delete;
 
-    bool add(const std::string& cardId, EDataFlow flow,
-             std::shared_ptr<SoundCardObserver> observer);
-    bool remove(const std::string& cardId, const std::shared_ptr<SoundCardObserver>& observer);
+    // The cards' observers, which the delivery thread calls.
+    const std::shared_ptr<ObserverRegistry>& observers() const { return observers_; }
     // Queues a change for delivery; callable from any thread.
     void post(EndpointEvent event);
 
 private:
     void deliver();
-    std::vector<std::shared_ptr<SoundCardObserver>> observersOf(const EndpointPlace& place);
 
     Locate locate_;
     std::mutex mutex_;
     std::condition_variable wake_;
     std::deque<EndpointEvent> queue_;
     bool ending_ = false;
-    // Per card: the record observers [0] and the playback observers [1].
-    std::map<std::string, std::vector<std::shared_ptr<SoundCardObserver>>[2]> observers_;
+    std::shared_ptr<ObserverRegistry> observers_ = std::make_shared<ObserverRegistry>();
     std::thread thread_;
 };
 

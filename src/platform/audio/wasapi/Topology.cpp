@@ -18,6 +18,25 @@ HRESULT firstConnectorOf(IMMDevice& device, ComPtr<::IConnector>& connector) {
     return topology->GetConnector(0, connector.put());
 }
 
+// `value`, which the call that gave `hr` filled, copied to `out` when it succeeded.
+template <typename Out, typename Value>
+HRESULT copyIfSucceeded(HRESULT hr, const Value& value, Out& out) {
+    if (SUCCEEDED(hr)) {
+        out = static_cast<Out>(value);
+    }
+    return hr;
+}
+
+// The object that the call that gave `hr` found, wrapped as the layer's
+// `Wrapper` in `out` when it succeeded.
+template <typename Wrapper, typename Out, typename Found>
+HRESULT wrapIfSucceeded(HRESULT hr, Found& found, std::shared_ptr<Out>& out) {
+    if (SUCCEEDED(hr)) {
+        out = std::make_shared<Wrapper>(std::move(found));
+    }
+    return hr;
+}
+
 AudioPart describe(::IPart& part) {
     AudioPart description;
     CoTaskString name;
@@ -41,11 +60,7 @@ public:
 
     HResult GetChannelCount(std::uint32_t& count) override {
         UINT value = 0;
-        const HRESULT hr = level_->GetChannelCount(&value);
-        if (SUCCEEDED(hr)) {
-            count = value;
-        }
-        return hr;
+        return copyIfSucceeded(level_->GetChannelCount(&value), value, count);
     }
     HResult GetLevelRange(std::uint32_t channel, float& minDb, float& maxDb,
                           float& stepDb) override {
@@ -62,11 +77,7 @@ public:
     }
     HResult GetLevel(std::uint32_t channel, float& levelDb) override {
         float value = 0.0F;
-        const HRESULT hr = level_->GetLevel(channel, &value);
-        if (SUCCEEDED(hr)) {
-            levelDb = value;
-        }
-        return hr;
+        return copyIfSucceeded(level_->GetLevel(channel, &value), value, levelDb);
     }
     HResult SetLevel(std::uint32_t channel, float levelDb) override {
         return level_->SetLevel(channel, levelDb, nullptr);
@@ -92,11 +103,7 @@ public:
     }
     HResult GetLocalId(std::uint32_t& localId) override {
         UINT value = 0;
-        const HRESULT hr = part_->GetLocalId(&value);
-        if (SUCCEEDED(hr)) {
-            localId = value;
-        }
-        return hr;
+        return copyIfSucceeded(part_->GetLocalId(&value), value, localId);
     }
     HResult GetPartType(PartType& type) override {
         ::PartType value = ::Subunit;
@@ -110,12 +117,9 @@ public:
     HResult EnumPartsIncoming(std::shared_ptr<IPartsList>& parts) override;
     HResult Activate(std::shared_ptr<IAudioVolumeLevel>& volumeLevel) override {
         ComPtr<::IAudioVolumeLevel> level;
-        const HRESULT hr =
-            part_->Activate(CLSCTX_ALL, __uuidof(::IAudioVolumeLevel), level.putVoid());
-        if (SUCCEEDED(hr)) {
-            volumeLevel = std::make_shared<VolumeLevelObject>(std::move(level));
-        }
-        return hr;
+        return wrapIfSucceeded<VolumeLevelObject>(
+            part_->Activate(CLSCTX_ALL, __uuidof(::IAudioVolumeLevel), level.putVoid()), level,
+            volumeLevel);
     }
 
 private:
@@ -128,19 +132,11 @@ public:
 
     HResult GetCount(std::uint32_t& count) override {
         UINT value = 0;
-        const HRESULT hr = parts_->GetCount(&value);
-        if (SUCCEEDED(hr)) {
-            count = value;
-        }
-        return hr;
+        return copyIfSucceeded(parts_->GetCount(&value), value, count);
     }
     HResult GetPart(std::uint32_t index, std::shared_ptr<IPart>& part) override {
         ComPtr<::IPart> found;
-        const HRESULT hr = parts_->GetPart(index, found.put());
-        if (SUCCEEDED(hr)) {
-            part = std::make_shared<PartObject>(std::move(found));
-        }
-        return hr;
+        return wrapIfSucceeded<PartObject>(parts_->GetPart(index, found.put()), found, part);
     }
 
 private:
@@ -149,20 +145,12 @@ private:
 
 HResult PartObject::EnumPartsOutgoing(std::shared_ptr<IPartsList>& parts) {
     ComPtr<::IPartsList> list;
-    const HRESULT hr = part_->EnumPartsOutgoing(list.put());
-    if (SUCCEEDED(hr)) {
-        parts = std::make_shared<PartsListObject>(std::move(list));
-    }
-    return hr;
+    return wrapIfSucceeded<PartsListObject>(part_->EnumPartsOutgoing(list.put()), list, parts);
 }
 
 HResult PartObject::EnumPartsIncoming(std::shared_ptr<IPartsList>& parts) {
     ComPtr<::IPartsList> list;
-    const HRESULT hr = part_->EnumPartsIncoming(list.put());
-    if (SUCCEEDED(hr)) {
-        parts = std::make_shared<PartsListObject>(std::move(list));
-    }
-    return hr;
+    return wrapIfSucceeded<PartsListObject>(part_->EnumPartsIncoming(list.put()), list, parts);
 }
 
 class ConnectorObject final : public IConnector {
@@ -171,19 +159,12 @@ public:
 
     HResult GetConnectedTo(std::shared_ptr<IConnector>& other) override {
         ComPtr<::IConnector> found;
-        const HRESULT hr = connector_->GetConnectedTo(found.put());
-        if (SUCCEEDED(hr)) {
-            other = std::make_shared<ConnectorObject>(std::move(found));
-        }
-        return hr;
+        return wrapIfSucceeded<ConnectorObject>(connector_->GetConnectedTo(found.put()), found,
+                                                other);
     }
     HResult QueryInterface(std::shared_ptr<IPart>& part) override {
         ComPtr<::IPart> found;
-        const HRESULT hr = connector_.as(found);
-        if (SUCCEEDED(hr)) {
-            part = std::make_shared<PartObject>(std::move(found));
-        }
-        return hr;
+        return wrapIfSucceeded<PartObject>(connector_.as(found), found, part);
     }
 
 private:

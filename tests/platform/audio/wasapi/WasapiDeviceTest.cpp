@@ -238,9 +238,10 @@ TEST(WasapiNotifierTest, ChangesReachTheObserversOfTheirCardAndDirectionOnTheNot
     });
     auto recorder = std::make_shared<RecordingObserver>();
     auto player = std::make_shared<RecordingObserver>();
-    ASSERT_TRUE(notifier.add("card-a", eCapture, recorder));
-    EXPECT_FALSE(notifier.add("card-a", eCapture, recorder)) << "twice for one direction";
-    ASSERT_TRUE(notifier.add("card-b", eRender, player));
+    ASSERT_TRUE(notifier.observers()->add("card-a", eCapture, recorder));
+    EXPECT_FALSE(notifier.observers()->add("card-a", eCapture, recorder))
+        << "twice for one direction";
+    ASSERT_TRUE(notifier.observers()->add("card-b", eRender, player));
 
     notifier.post({EndpointChange::StateChanged, "mic-1", DEVICE_STATE_UNPLUGGED});
     notifier.post({EndpointChange::Added, "unknown"});
@@ -250,8 +251,8 @@ TEST(WasapiNotifierTest, ChangesReachTheObserversOfTheirCardAndDirectionOnTheNot
     EXPECT_EQ(player->waitFor(1), (std::vector<std::string>{"removed speaker-1"}));
     EXPECT_NE(recorder->thread(), std::this_thread::get_id());
 
-    EXPECT_TRUE(notifier.remove("card-a", recorder));
-    EXPECT_FALSE(notifier.remove("card-a", recorder));
+    EXPECT_TRUE(notifier.observers()->remove("card-a", recorder));
+    EXPECT_FALSE(notifier.observers()->remove("card-a", recorder));
     notifier.post({EndpointChange::Added, "mic-2"});
     notifier.post({EndpointChange::Added, "speaker-2"});
     EXPECT_EQ(player->waitFor(2).size(), 2u);
