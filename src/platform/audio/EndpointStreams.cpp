@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "SharedStreams.hpp"
+#include "StreamObject.hpp"
 #include "StreamThreads.hpp"
 #include "common/libAudio-common/StaticPCMBuffer.hpp"
 
@@ -9,75 +10,58 @@
 namespace audio {
 namespace {
 
-// The checks both objects make on initialize, before any backend is asked;
-// `device` gets the backend's device of the endpoint.
-HResult checkEndpoint(RawStreamSource& source, const AudioDevicePtr& endpoint,
-                      const libAudio::StaticPCMBuffer* buffer, EDataFlow flow,
-                      _AUDCLNT_SHAREMODE shareMode, std::shared_ptr<RawDevice>& device) {
-    if (!endpoint || buffer == nullptr) {
-        return kPointer;
-    }
-    std::shared_ptr<RawDevice> found = source.device(*endpoint);
-    if (!found) {
-        return kInvalidArg;
-    }
-    if (endpoint->dataFlow() != flow) {
-        return kWrongEndpointType;
-    }
-    const WAVEFORMATEX& format = buffer->format.Format;
-    if (!isConsistentFormat(format) || buffer->pcmStorage.size() < format.nBlockAlign) {
-        return kInvalidArg;
-    }
-    if (const HResult hr = endpoint->isFormatSupported(format, shareMode); failed(hr)) {
-        return hr;
-    }
-    device = std::move(found);
-    return kOk;
-}
+// What the capture and playback objects share: their share mode, the
+// caller's buffer, and the checks both make on initialize before any backend
+// is asked.
+class EndpointStream : protected StreamObject {
+protected:
+    EndpointStream(std::shared_ptr<RawStreamSource> source, _AUDCLNT_SHAREMODE shareMode)
+        : StreamObject(std::move(source)), shareMode_(shareMode) {}
 
-// lastError() of both objects: the last failure, cleared by a success.
-class ErrorRecord {
-public:
-    bool fail(HResult hr) {
-        lastError_ = hr;
-        return false;
+    // Takes `buffer` for `endpoint`, a `flow` endpoint of this system; false
+    // with the reason recorded, and no buffer then.
+    bool attach(const AudioDevicePtr& endpoint, libAudio::StaticPCMBuffer* buffer, EDataFlow flow) {
+        buffer_ = nullptr;
+        if (!endpoint || buffer == nullptr) {
+            return fail(kPointer);
+        }
+        std::shared_ptr<RawDevice> found = source_->device(*endpoint);
+        if (!found) {
+            return fail(kInvalidArg);
+        }
+        if (endpoint->dataFlow() != flow) {
+            return fail(kWrongEndpointType);
+        }
+        const WAVEFORMATEX& format = buffer->format.Format;
+        if (!isConsistentFormat(format) || buffer->pcmStorage.size() < format.nBlockAlign) {
+            return fail(kInvalidArg);
+        }
+        if (const HResult hr = endpoint->isFormatSupported(format, shareMode_); failed(hr)) {
+            return fail(hr);
+        }
+        device_ = std::move(found);
+        buffer_ = buffer;
+        return succeed();
     }
-    bool succeed() {
-        lastError_ = kOk;
-        return true;
-    }
-    HResult lastError() const { return lastError_; }
 
-private:
-    HResult lastError_ = kOk;
+    _AUDCLNT_SHAREMODE shareMode_;
+    libAudio::StaticPCMBuffer* buffer_ = nullptr;
 };
 
-class EndpointCapture final : public AudioCaptureEx {
+class EndpointCapture final : public AudioCaptureEx, private EndpointStream {
 public:
     EndpointCapture(std::shared_ptr<RawStreamSource> source, _AUDCLNT_SHAREMODE shareMode)
-        : source_(std::move(source)), shareMode_(shareMode), thread_(source_->name()) {}
+        : EndpointStream(std::move(source), shareMode), thread_(source_->name()) {}
 
     bool initialize(const AudioDevicePtr& endpoint, libAudio::StaticPCMBuffer* buffer) override {
         thread_.stop();
-        buffer_ = nullptr;
-        if (const HResult hr =
-                checkEndpoint(*source_, endpoint, buffer, eCapture, shareMode_, device_);
-            failed(hr)) {
-            return errors_.fail(hr);
-        }
-        buffer_ = buffer;
-        return errors_.succeed();
+        return attach(endpoint, buffer, eCapture);
     }
     bool start(StopCallback stopRequested) override {
         if (buffer_ == nullptr) {
-            return errors_.fail(kNotInitialized);
+            return fail(kNotInitialized);
         }
-        if (const HResult hr =
-                thread_.start(*device_, buffer_, std::move(stopRequested), timeoutMs_);
-            failed(hr)) {
-            return errors_.fail(hr);
-        }
-        return errors_.succeed();
+        return outcome(thread_.start(*device_, buffer_, std::move(stopRequested), timeoutMs_));
     }
     bool isStillRecording() override { return thread_.running(); }
     void reset() override { thread_.stop(); }
@@ -88,51 +72,37 @@ public:
     void setTimeout(std::uint32_t milliseconds) override { timeoutMs_ = milliseconds; }
     int threadExitCode() override { return thread_.exitCode(); }
     _AUDCLNT_SHAREMODE shareMode() override { return shareMode_; }
-    HResult lastError() override { return errors_.lastError(); }
+    HResult lastError() override { return error_; }
 
 private:
-    std::shared_ptr<RawStreamSource> source_;
-    _AUDCLNT_SHAREMODE shareMode_;
     CaptureThread thread_;
-    std::shared_ptr<RawDevice> device_;
-    libAudio::StaticPCMBuffer* buffer_ = nullptr;
     std::uint32_t timeoutMs_ = 0;
-    ErrorRecord errors_;
 };
 
-class EndpointRenderer final : public AudioRendererEx {
+class EndpointRenderer final : public AudioRendererEx, private EndpointStream {
 public:
     EndpointRenderer(std::shared_ptr<RawStreamSource> source, _AUDCLNT_SHAREMODE shareMode)
-        : source_(std::move(source)), shareMode_(shareMode), thread_(source_->name()) {}
+        : EndpointStream(std::move(source), shareMode), thread_(source_->name()) {}
 
     bool initialize(const AudioDevicePtr& endpoint, libAudio::StaticPCMBuffer* buffer) override {
         thread_.stop();
-        buffer_ = nullptr;
         formats_.clear();
-        if (const HResult hr =
-                checkEndpoint(*source_, endpoint, buffer, eRender, shareMode_, device_);
-            failed(hr)) {
-            return errors_.fail(hr);
+        if (!attach(endpoint, buffer, eRender)) {
+            return false;
         }
         endpoint->compatibleFormats(formats_, shareMode_);
-        buffer_ = buffer;
-        return errors_.succeed();
+        return true;
     }
     bool play(std::uint32_t repetitions, StopCallback stopRequested) override {
         if (buffer_ == nullptr) {
-            return errors_.fail(kNotInitialized);
+            return fail(kNotInitialized);
         }
         if (repetitions == 0) {
-            return errors_.fail(kInvalidArg);
+            return fail(kInvalidArg);
         }
-        if (const HResult hr =
-                thread_.start(*device_, buffer_->format.Format,
-                              {buffer_->pcmStorage.data(), buffer_->pcmStorage.size()}, repetitions,
-                              std::move(stopRequested));
-            failed(hr)) {
-            return errors_.fail(hr);
-        }
-        return errors_.succeed();
+        return outcome(thread_.start(*device_, buffer_->format.Format,
+                                     {buffer_->pcmStorage.data(), buffer_->pcmStorage.size()},
+                                     repetitions, std::move(stopRequested)));
     }
     bool isStillPlaying() override { return thread_.running(); }
     bool stop() override {
@@ -141,16 +111,11 @@ public:
     }
     const kvo::Array<tWAVEFORMATEX>& compatibleFormat() override { return formats_; }
     _AUDCLNT_SHAREMODE shareMode() override { return shareMode_; }
-    HResult lastError() override { return errors_.lastError(); }
+    HResult lastError() override { return error_; }
 
 private:
-    std::shared_ptr<RawStreamSource> source_;
-    _AUDCLNT_SHAREMODE shareMode_;
     RenderThread thread_;
-    std::shared_ptr<RawDevice> device_;
-    libAudio::StaticPCMBuffer* buffer_ = nullptr;
     kvo::Array<tWAVEFORMATEX> formats_;
-    ErrorRecord errors_;
 };
 
 }  // namespace

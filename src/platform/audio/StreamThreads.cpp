@@ -12,54 +12,9 @@ constexpr std::uint32_t kPacketMs = 10;
 
 }  // namespace
 
-HResult CaptureThread::start(RawDevice& device, libAudio::StaticPCMBuffer* buffer,
-                             StopCallback stopRequested, std::uint32_t timeoutMs) {
-    if (running()) {
-        return kNotStopped;
-    }
-    stop();
-    std::unique_ptr<RawCapture> stream;
-    if (const HResult hr = device.openCapture(buffer->format.Format, stream); failed(hr)) {
-        return hr;
-    }
-    {
-        std::lock_guard lock(streamMutex_);
-        stream_ = std::move(stream);
-        ended_ = false;
-    }
-    buffer->position = 0;
-    stopping_.store(false);
-    thread_ = std::make_unique<kvo::ManagedThread>(
-        name_ + " capture", [this, buffer, timeoutMs, stopRequested = std::move(stopRequested)] {
-            const int code = run(*buffer, timeoutMs, stopRequested);
-            endStream();
-            return code;
-        });
-    thread_->start();
-    return kOk;
-}
-
-void CaptureThread::stop() {
-    if (thread_) {
-        stopping_.store(true);
-        endStream();
-        thread_->join();
-    }
-}
-
-void CaptureThread::endStream() {
-    std::lock_guard lock(streamMutex_);
-    if (!ended_) {
-        ended_ = true;
-        stream_->end();
-    }
-}
-
-int CaptureThread::run(libAudio::StaticPCMBuffer& buffer, std::uint32_t timeoutMs,
-                       const StopCallback& stopRequested) {
-    const std::uint32_t block = buffer.format.Format.nBlockAlign;
-    const std::uint64_t total = buffer.pcmStorage.size() / block * block;
-    const kvo::Stopwatch watch;
+template <typename Stream>
+int StreamThread<Stream>::loop(const Step& step, const StopCallback& stopRequested,
+                               const Check& overdue) {
     while (true) {
         kvo::System::mssleep(kPacketMs);
         if (stopping_.load()) {
@@ -70,25 +25,64 @@ int CaptureThread::run(libAudio::StaticPCMBuffer& buffer, std::uint32_t timeoutM
             if (ended_) {
                 return 0;
             }
-            std::size_t written = 0;
-            const HResult hr = stream_->read({buffer.pcmStorage.data() + buffer.position,
-                                              static_cast<std::size_t>(total - buffer.position)},
-                                             written);
-            buffer.position += written;
-            if (failed(hr)) {
-                return hr;
+            if (const std::optional<int> code = step(*stream_)) {
+                return *code;
             }
-        }
-        if (buffer.position >= total) {
-            return 0;
         }
         if (stopRequested && stopRequested()) {
             return 0;
         }
-        if (timeoutMs != 0 && watch.elapsedMs() >= timeoutMs) {
-            return kCaptureTimedOut;
+        if (overdue) {
+            if (const std::optional<int> code = overdue()) {
+                return *code;
+            }
         }
     }
+}
+
+template class StreamThread<RawCapture>;
+template class StreamThread<RawRender>;
+
+HResult CaptureThread::start(RawDevice& device, libAudio::StaticPCMBuffer* buffer,
+                             StopCallback stopRequested, std::uint32_t timeoutMs) {
+    if (running()) {
+        return kNotStopped;
+    }
+    stop();
+    std::unique_ptr<RawCapture> stream;
+    if (const HResult hr = device.openCapture(buffer->format.Format, stream); failed(hr)) {
+        return hr;
+    }
+    buffer->position = 0;
+    launch(std::move(stream), "capture",
+           [this, buffer, timeoutMs, stopRequested = std::move(stopRequested)] {
+               const std::uint32_t block = buffer->format.Format.nBlockAlign;
+               const std::uint64_t total = buffer->pcmStorage.size() / block * block;
+               const kvo::Stopwatch watch;
+               const Step read = [buffer, total](RawCapture& stream) -> std::optional<int> {
+                   std::size_t written = 0;
+                   const HResult hr =
+                       stream.read({buffer->pcmStorage.data() + buffer->position,
+                                    static_cast<std::size_t>(total - buffer->position)},
+                                   written);
+                   buffer->position += written;
+                   if (failed(hr)) {
+                       return hr;
+                   }
+                   if (buffer->position >= total) {
+                       return 0;
+                   }
+                   return std::nullopt;
+               };
+               const Check timedOut = [&watch, timeoutMs]() -> std::optional<int> {
+                   if (timeoutMs != 0 && watch.elapsedMs() >= timeoutMs) {
+                       return kCaptureTimedOut;
+                   }
+                   return std::nullopt;
+               };
+               return loop(read, stopRequested, timedOut);
+           });
+    return kOk;
 }
 
 HResult RenderThread::start(RawDevice& device, const WAVEFORMATEX& format,
@@ -104,58 +98,17 @@ HResult RenderThread::start(RawDevice& device, const WAVEFORMATEX& format,
         failed(hr)) {
         return hr;
     }
-    {
-        std::lock_guard lock(streamMutex_);
-        stream_ = std::move(stream);
-        ended_ = false;
-    }
-    stopping_.store(false);
-    thread_ = std::make_unique<kvo::ManagedThread>(
-        name_ + " playback", [this, stopRequested = std::move(stopRequested)] {
-            const int code = run(stopRequested);
-            endStream();
-            return code;
-        });
-    thread_->start();
-    return kOk;
-}
-
-void RenderThread::stop() {
-    if (thread_) {
-        stopping_.store(true);
-        endStream();
-        thread_->join();
-    }
-}
-
-void RenderThread::endStream() {
-    std::lock_guard lock(streamMutex_);
-    if (!ended_) {
-        ended_ = true;
-        stream_->end();
-    }
-}
-
-int RenderThread::run(const StopCallback& stopRequested) {
-    while (true) {
-        kvo::System::mssleep(kPacketMs);
-        if (stopping_.load()) {
-            return 0;
-        }
-        {
-            std::lock_guard lock(streamMutex_);
-            if (ended_) {
-                return 0;
-            }
-            const HResult hr = stream_->render();
+    launch(std::move(stream), "playback", [this, stopRequested = std::move(stopRequested)] {
+        const Step render = [](RawRender& stream) -> std::optional<int> {
+            const HResult hr = stream.render();
             if (hr != kOk) {
                 return failed(hr) ? hr : 0;
             }
-        }
-        if (stopRequested && stopRequested()) {
-            return 0;
-        }
-    }
+            return std::nullopt;
+        };
+        return loop(render, stopRequested);
+    });
+    return kOk;
 }
 
 }  // namespace audio

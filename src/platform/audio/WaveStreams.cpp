@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "SharedStreams.hpp"
+#include "StreamObject.hpp"
 #include "StreamThreads.hpp"
 #include "common/libAudio-common/StaticPCMBuffer.hpp"
 #include "platform/kvo/Logger.hpp"
@@ -20,16 +21,17 @@ void logMissingWaveDevice(EDataFlow flow, std::uint32_t deviceId) {
                                        : fmt::format("no wave device {}", deviceId));
 }
 
-class StreamWaveIn final : public WaveIn {
-public:
-    explicit StreamWaveIn(std::shared_ptr<RawStreamSource> source)
-        : source_(std::move(source)), thread_(source_->name()) {}
+class WaveStream : protected StreamObject {
+protected:
+    using StreamObject::StreamObject;
 
-    bool open(std::uint32_t deviceId, libAudio::StaticPCMBuffer* buffer) override {
-        close();
-        std::shared_ptr<RawDevice> device = source_->waveDevice(eCapture, deviceId);
+    // Finds wave device `deviceId` of `flow` and checks that `buffer` suits a
+    // wave device; false with the reason recorded.
+    bool openDevice(EDataFlow flow, std::uint32_t deviceId,
+                    const libAudio::StaticPCMBuffer* buffer) {
+        std::shared_ptr<RawDevice> device = source_->waveDevice(flow, deviceId);
         if (!device) {
-            logMissingWaveDevice(eCapture, deviceId);
+            logMissingWaveDevice(flow, deviceId);
             return fail(kNotFound);
         }
         if (buffer == nullptr) {
@@ -42,19 +44,30 @@ public:
             return fail(kInvalidArg);
         }
         device_ = std::move(device);
+        return succeed();
+    }
+    // A failure to open or start, else how the last stream ended.
+    int errorOr(int exitCode) const { return error_ != 0 ? error_ : exitCode; }
+};
+
+class StreamWaveIn final : public WaveIn, private WaveStream {
+public:
+    explicit StreamWaveIn(std::shared_ptr<RawStreamSource> source)
+        : WaveStream(std::move(source)), thread_(source_->name()) {}
+
+    bool open(std::uint32_t deviceId, libAudio::StaticPCMBuffer* buffer) override {
+        close();
+        if (!openDevice(eCapture, deviceId, buffer)) {
+            return false;
+        }
         buffer_ = buffer;
-        error_ = 0;
         return true;
     }
     bool start() override {
         if (buffer_ == nullptr) {
             return fail(kNotInitialized);
         }
-        if (const HResult hr = thread_.start(*device_, buffer_, {}, 0); failed(hr)) {
-            return fail(hr);
-        }
-        error_ = 0;
-        return true;
+        return outcome(thread_.start(*device_, buffer_, {}, 0));
     }
     bool stillRecording() override { return thread_.running(); }
     bool stop() override {
@@ -65,44 +78,26 @@ public:
         thread_.stop();
         buffer_ = nullptr;
     }
-    int errorCode() override { return error_ != 0 ? error_ : thread_.exitCode(); }
+    int errorCode() override { return errorOr(thread_.exitCode()); }
 
 private:
-    bool fail(HResult hr) {
-        error_ = hr;
-        return false;
-    }
-
-    std::shared_ptr<RawStreamSource> source_;
     CaptureThread thread_;
-    std::shared_ptr<RawDevice> device_;
     libAudio::StaticPCMBuffer* buffer_ = nullptr;
-    int error_ = 0;
 };
 
-class StreamWaveOut final : public WaveOut {
+class StreamWaveOut final : public WaveOut, private WaveStream {
 public:
     explicit StreamWaveOut(std::shared_ptr<RawStreamSource> source)
-        : source_(std::move(source)), thread_(source_->name()) {}
+        : WaveStream(std::move(source)), thread_(source_->name()) {}
 
     bool open(std::uint32_t deviceId, const libAudio::StaticPCMBuffer& track) override {
         close();
-        std::shared_ptr<RawDevice> device = source_->waveDevice(eRender, deviceId);
-        if (!device) {
-            logMissingWaveDevice(eRender, deviceId);
-            return fail(kNotFound);
+        if (!openDevice(eRender, deviceId, &track)) {
+            return false;
         }
-        if (!isWaveFormat(track.format.Format)) {
-            return fail(kUnsupportedFormat);
-        }
-        if (track.pcmStorage.size() < track.format.Format.nBlockAlign) {
-            return fail(kInvalidArg);
-        }
-        device_ = std::move(device);
         format_ = track.format.Format;
         samples_.assign(track.pcmStorage.data(), track.pcmStorage.data() + track.pcmStorage.size());
         opened_ = true;
-        error_ = 0;
         return true;
     }
     bool start(std::uint32_t loops) override {
@@ -112,11 +107,7 @@ public:
         if (loops == 0) {
             return fail(kInvalidArg);
         }
-        if (const HResult hr = thread_.start(*device_, format_, samples_, loops, {}); failed(hr)) {
-            return fail(hr);
-        }
-        error_ = 0;
-        return true;
+        return outcome(thread_.start(*device_, format_, samples_, loops, {}));
     }
     bool stillPlaying() override { return thread_.running(); }
     bool stop() override {
@@ -127,21 +118,13 @@ public:
         thread_.stop();
         opened_ = false;
     }
-    int errorCode() override { return error_ != 0 ? error_ : thread_.exitCode(); }
+    int errorCode() override { return errorOr(thread_.exitCode()); }
 
 private:
-    bool fail(HResult hr) {
-        error_ = hr;
-        return false;
-    }
-
-    std::shared_ptr<RawStreamSource> source_;
     RenderThread thread_;
-    std::shared_ptr<RawDevice> device_;
     WAVEFORMATEX format_;
     std::vector<unsigned char> samples_;
     bool opened_ = false;
-    int error_ = 0;
 };
 
 }  // namespace

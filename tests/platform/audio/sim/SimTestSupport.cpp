@@ -65,26 +65,6 @@ std::unique_ptr<SimulatedSystem> makeSystem(const json& machine) {
     return std::make_unique<SimulatedSystem>(parseMachine(machine.dump(), "test machine"));
 }
 
-AudioDevicePtr endpointById(AudioSystem& system, const std::string& id) {
-    kvo::Array<AudioDevicePtr> all;
-    system.endpoints(eAll, DEVICE_STATEMASK_ALL, all);
-    for (const AudioDevicePtr& endpoint : all) {
-        if (endpoint->id() == id) {
-            return endpoint;
-        }
-    }
-    ADD_FAILURE() << "no endpoint " << id;
-    return nullptr;
-}
-
-libAudio::StaticPCMBuffer makeBuffer(const WAVEFORMATEX& format, std::uint32_t milliseconds) {
-    libAudio::StaticPCMBuffer buffer;
-    buffer.format.Format = format;
-    buffer.pcmStorage.resize(static_cast<std::size_t>(format.nSamplesPerSec) * milliseconds / 1000 *
-                             format.nBlockAlign);
-    return buffer;
-}
-
 void fillTone(libAudio::StaticPCMBuffer& buffer, double frequency, double amplitude) {
     const WAVEFORMATEX& format = buffer.format.Format;
     auto* samples = reinterpret_cast<std::int16_t*>(buffer.pcmStorage.data());

@@ -8,6 +8,7 @@
 
 #include "common/libAudio-common/StaticPCMBuffer.hpp"
 #include "platform/audio/AudioSystem.hpp"
+#include "platform/audio/contract/ContractSupport.hpp"
 #include "platform/audio/sim/SimulatedSystem.hpp"
 #include "platform/kvo/System.hpp"
 #include "platform/kvo/VirtualClock.hpp"
@@ -21,10 +22,11 @@ nlohmann::json benchMachine();
 
 std::unique_ptr<SimulatedSystem> makeSystem(const nlohmann::json& machine);
 
-// The endpoint with this machine id, in any state.
-AudioDevicePtr endpointById(AudioSystem& system, const std::string& id);
+// The endpoint with this machine id, in any state, and a silent buffer: the
+// conformance suite's.
+using contract::endpointById;
+using contract::makeBuffer;
 
-libAudio::StaticPCMBuffer makeBuffer(const WAVEFORMATEX& format, std::uint32_t milliseconds);
 // A sine of `amplitude` (full scale 1.0) in every channel of a 16-bit buffer.
 void fillTone(libAudio::StaticPCMBuffer& buffer, double frequency, double amplitude);
 
