@@ -99,13 +99,25 @@ case_devices() {
     check "json names the backend" has '"audioSystem": "wasapi"'
 }
 
+# Wine's audio threads drop samples when a loaded machine starves them, and a
+# dropout smears a tone's peak into a FAIL. A FAIL verdict is run again, up to
+# three runs in all; a program that cannot pass never passes any of them.
+run_tone_test_until_pass() {  # arguments for run...
+    local attempt
+    for attempt in 1 2 3; do
+        run_program run FrequencyToneTest "$@"
+        [ "$status" -eq 1 ] || return 0
+        echo "--- a FAIL verdict on run $attempt"
+    done
+}
+
 case_tone_pass() {
     start_server
     drop_external_pair
     set_user_levels
     local before
     before=$(levels)
-    run_program run FrequencyToneTest --param FrequencyList=440,1000,4000
+    run_tone_test_until_pass --param FrequencyList=440,1000,4000
     check "PASS" test "$status" -eq 0
     check "says PASS" has "^FrequencyToneTest: PASS"
     check "played every tone" has "Playing a 4000 Hz tone"
@@ -127,10 +139,7 @@ case_tone_deaf() {
 }
 
 # A card whose name says SST runs the tone test on the legacy wave API: here
-# a speaker named so that plays into the built-in speaker, at its rate. Wine's
-# waveIn/waveOut drop audio when a loaded machine starves its threads, and the
-# remap sink's clock drifts, so a verdict is asked for, not a PASS; the tones
-# must all have been played through the wave devices.
+# a speaker named so that plays into the built-in speaker, at its rate.
 case_tone_legacy() {
     start_server
     drop_external_pair
@@ -139,8 +148,8 @@ case_tone_legacy() {
     set_user_levels
     local before
     before=$(levels)
-    run_program run FrequencyToneTest --param FrequencyList=440,1000 --log-level 1
-    check "a verdict (PASS or FAIL)" test "$status" -eq 0 -o "$status" -eq 1
+    run_tone_test_until_pass --param FrequencyList=440,1000 --log-level 1
+    check "PASS" test "$status" -eq 0
     check "played every tone" has "Playing a 1000 Hz tone"
     check "no wave device failed" bash -c "! grep -qE 'CANNOTRUN|DEVICE_MISCONFIGURED' <<<\"\$0\"" "$output"
     check "took the legacy API" grep -q "Using windows legacy audio API" "$work/base/logs/kvormicrophone.log"
