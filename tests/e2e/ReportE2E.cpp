@@ -72,6 +72,8 @@ TEST(ReportE2E, RunEndingBeforeAnyTestStillWritesAReportThatSaysWhy) {
     EXPECT_NE(unknown.report["error"].get<std::string>().find("unknown test 'NoSuchTest'"),
               std::string::npos);
     EXPECT_TRUE(unknown.report["tests"].empty());
+    EXPECT_EQ(unknown.report["audio"], "sim");
+    EXPECT_EQ(unknown.report["simulated"], true);
     EXPECT_NE(unknown.junit.find("tests=\"0\""), std::string::npos) << unknown.junit;
 
     TempDirectory badBase;

@@ -1,15 +1,13 @@
 #include "DeviceReport.hpp"
 
+#include "platform/kvo/HostInfo.hpp"
+
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 
 #include <functional>
 #include <set>
-
-#ifndef _WIN32
-#include <sys/utsname.h>
-#endif
 
 namespace audio {
 namespace {
@@ -62,15 +60,7 @@ std::string operatingSystemText(AudioSystem& system, bool simulated) {
     if (simulated) {
         return windows + " (simulated)";
     }
-#ifdef _WIN32
-    return windows;
-#else
-    utsname names{};
-    if (uname(&names) != 0) {
-        return "unknown";
-    }
-    return fmt::format("{} {}", names.sysname, names.release);
-#endif
+    return kvo::operatingSystem();
 }
 
 json formatsJson(AudioDevice& endpoint, _AUDCLNT_SHAREMODE mode) {

@@ -107,7 +107,7 @@ OpenedBackend openBackend(const Options& options) {
 DeviceSources audioDeviceSources() {
     DeviceSources sources;
     for (const audio::Backend& backend : audio::backends()) {
-        sources.choices.push_back({backend.name, backend.description});
+        sources.choices.push_back({backend.name, backend.description, backend.simulated});
     }
     sources.open = openAudioDevices;
     sources.meter = runMeter;

@@ -39,6 +39,7 @@ public:
 struct AudioChoice {
     std::string name;
     std::string description;
+    bool simulated = false;  // its devices are simulated
 };
 
 // Parses the arguments after the program name; --audio takes one of

@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 
 #include "EventCatalogue.hpp"
-#include "HostInfo.hpp"
 #include "JUnitReport.hpp"
 #include "JsonText.hpp"
 #include "LogDirectory.hpp"
@@ -19,6 +18,7 @@
 #include "platform/kvo/Console.hpp"
 #include "platform/kvo/Exception.hpp"
 #include "platform/kvo/FileSystem.hpp"
+#include "platform/kvo/HostInfo.hpp"
 #include "platform/kvo/LogSinks.hpp"
 #include "platform/kvo/Resource.hpp"
 #include "platform/kvo/SafeFile.hpp"
@@ -86,6 +86,12 @@ std::string requestedAudioText(const Options& options, const std::vector<AudioCh
     }
     return options.machine.empty() ? name
                                    : fmt::format("{}, machine file {}", name, options.machine);
+}
+
+bool namesSimulatedAudio(const Options& options, const std::vector<AudioChoice>& choices) {
+    return std::any_of(choices.begin(), choices.end(), [&](const AudioChoice& choice) {
+        return choice.name == options.audio && choice.simulated;
+    });
 }
 
 TestResult combine(TestResult overall, TestResult next) {
@@ -424,8 +430,8 @@ RunReport::Context Framework::runContext(const Options& options,
         context.settingsFile = settingsFile;
     }
     context.settingOverrides = options.settings;
-    context.hostName = hostName();
-    context.operatingSystem = operatingSystem();
+    context.hostName = kvo::hostName();
+    context.operatingSystem = kvo::operatingSystem();
     context.audioDescription = deviceSource_ ? deviceSource_->audioDescription() : "";
     context.baseDirectory = baseDirectory_;
     context.logFile = logDirectory(baseDirectory_) + "/kvormicrophone.log";
@@ -436,7 +442,7 @@ int Framework::endBeforeTests(const Options& options, const std::vector<Test*>& 
                               TestResult result, const std::string& problem) {
     kvo::cerr() << "kvormicrophone: " << problem << std::endl;
     RunReport report(version_, options.audio.empty() ? "none" : options.audio,
-                     options.audio == "sim");
+                     namesSimulatedAudio(options, deviceSources.choices));
     report.setContext(runContext(options, selected));
     report.setError(problem);
     report.finish(result);
@@ -450,7 +456,7 @@ bool Framework::writeReports(const Options& options, const RunReport& report) {
             report.write(options.reportPath);
         }
         if (!options.junitPath.empty()) {
-            writeReportFile(options.junitPath, junitXml(report, hostName()));
+            writeReportFile(options.junitPath, junitXml(report, kvo::hostName()));
         }
     } catch (const kvo::Exception& error) {
         kvo::cerr() << "kvormicrophone: " << error.getMessage() << std::endl;

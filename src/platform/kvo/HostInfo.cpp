@@ -8,7 +8,7 @@
 #include <sys/utsname.h>
 #endif
 
-namespace vesk5::host {
+namespace kvo {
 
 #ifdef _WIN32
 
@@ -52,4 +52,4 @@ std::string operatingSystem() {
 
 #endif
 
-}  // namespace vesk5::host
+}  // namespace kvo
