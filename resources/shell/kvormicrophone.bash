@@ -8,7 +8,7 @@ _kvormicrophone() {
     local word
     for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
         case $word in
-            list | devices | run | meter) command=$word && break ;;
+            list | devices | run | meter | analyze) command=$word && break ;;
         esac
     done
 
@@ -35,7 +35,7 @@ _kvormicrophone() {
                 awk '$1 == "--param" { sub(/=.*/, "=", $2); print $2 }')" -- "$current"))
             compopt -o nospace 2>/dev/null
             return ;;
-        --setting | --seconds) return ;;
+        --setting | --seconds | --frequency) return ;;
         --device)
             # The microphones of the audio system (and machine) chosen so far.
             local chosen=() i
@@ -52,10 +52,17 @@ _kvormicrophone() {
 
     local words
     case $command in
-        "") words="list devices run meter --help --version" ;;
+        "") words="list devices run meter analyze --help --version" ;;
         list) words="--json --help" ;;
         devices) words="--audio --machine --json --help" ;;
         meter) words="--audio --machine --device --seconds --realtime --help" ;;
+        analyze)
+            if [[ $current == -* ]]; then
+                words="--frequency --json --help"
+            else
+                COMPREPLY=($(compgen -f -X '!*.[wW][aA][vV]' -- "$current") $(compgen -d -- "$current"))
+                return
+            fi ;;
         run)
             words="--param --setting --audio --machine --base-dir --realtime --json --report --junit
                    --log-level --ui --answer --help"

@@ -36,6 +36,8 @@ check "it names the log in its last line" \
 man=$prefix/share/man/man1/kvormicrophone.1
 check "the manual page is installed" test -s "$man"
 check "the manual page holds the options' help" grep -q -- 'base\\-dir' "$man"
+check "the manual page describes analyze" grep -q '^analyze$' "$man"
+check "the manual page holds analyze's option" grep -q -- 'frequency\\fR HZ' "$man"
 check "the manual page names the version" grep -q "kvormicrophone ${version#kvormicrophone }" "$man"
 
 completion=$prefix/share/bash-completion/completions/kvormicrophone
@@ -50,6 +52,11 @@ complete_words() {  # words... (the last is the one being completed)
         echo "${COMPREPLY[*]}"' _ "$completion" "$program" "$@"
 }
 check "commands complete" test "$(complete_words d)" = "devices"
+check "analyze completes as a command" test "$(complete_words an)" = "analyze"
+check "analyze completes WAV files" \
+    test "$(complete_words analyze "$prefix/share/kvormicrophone/IMT")" = \
+    "$prefix/share/kvormicrophone/IMTVoice.wav"
+check "analyze's options complete" test "$(complete_words analyze x.wav --fr)" = "--frequency"
 check "test names complete after run" test "$(complete_words run Freq)" = "FrequencyToneTest"
 check "audio systems complete from the build's own list" \
     bash -c '[[ " $1 " == *" sim "* ]]' _ "$(complete_words devices --audio '')"

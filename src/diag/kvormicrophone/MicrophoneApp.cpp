@@ -4,6 +4,7 @@
 #include "MicrophoneTestParameter.hpp"
 #include "ModuleGlobals.hpp"
 #include "ModuleLogger.hpp"
+#include "SavedRecordingCheck.hpp"
 #include "Test/FrequencyTestParameter.hpp"
 #include "Test/FrequencyToneTest.hpp"
 #include "Test/MicManagerWin7.hpp"
@@ -118,6 +119,7 @@ int CMicrophoneApp::Run(const std::vector<std::string>& arguments) {
         DiagModule::setCmdLineArgs(parser.argc(), parser.argv());
         DiagModule::setVersion(6, 5, "000000001");
         DiagModule::setModuleInitCallback(moduleInitialize);
+        DiagModule::setRecordingCheck(checkSavedRecording);
         result = DiagModule::start();
     } catch (const vesk5::VeskException& exception) {
         kvo::cerr() << "VeskException:" << exception.toString() << std::endl;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/audio/WaveFormat.hpp"
+#include "platform/audio/WaveLayout.hpp"
 #include "platform/kvo/String.hpp"
 
 namespace audio {
@@ -20,13 +21,14 @@ namespace audio {
 // reader read outside its input or allocate more than twice the input's size.
 class WaveFile {
 public:
-    static constexpr std::uint32_t kMaxChannels = 256;
-    static constexpr std::uint32_t kMaxSampleRate = 1000000;
-    // A file is read whole, so its size is bounded: ten minutes of 48 kHz
-    // stereo 16-bit audio (115.2 MB) with room for its chunks.
+    static constexpr std::uint32_t kMaxChannels = kMaxWaveChannels;
+    static constexpr std::uint32_t kMaxSampleRate = kMaxWaveSampleRate;
+    // A file's size is bounded: ten minutes of 48 kHz stereo 16-bit audio
+    // (115.2 MB) with room for its chunks.
     static constexpr std::size_t kMaxFileBytes = 120000000;
 
     // Reads a regular file of at most kMaxFileBytes; a FIFO or device is refused unread.
+    // Memory holds the converted samples only, never the file's bytes as well.
     bool loadFile(const kvo::String& path);
     bool loadMemory(const void* bytes, std::size_t size);
 

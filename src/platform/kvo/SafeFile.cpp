@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -57,6 +58,9 @@ bool isRegular(int fd, long long& size) {
 }
 long long readSome(int fd, char* buffer, std::size_t size) {
     return _read(fd, buffer, static_cast<unsigned>(size));
+}
+bool seekTo(int fd, std::size_t offset) {
+    return _lseeki64(fd, static_cast<long long>(offset), SEEK_SET) >= 0;
 }
 long long writeSome(int fd, const char* data, std::size_t size) {
     return _write(fd, data, static_cast<unsigned>(size));
@@ -122,6 +126,9 @@ bool isRegular(int fd, long long& size) {
 }
 long long readSome(int fd, char* buffer, std::size_t size) {
     return ::read(fd, buffer, size);
+}
+bool seekTo(int fd, std::size_t offset) {
+    return ::lseek(fd, static_cast<off_t>(offset), SEEK_SET) >= 0;
 }
 long long writeSome(int fd, const char* data, std::size_t size) {
     return ::write(fd, data, size);
@@ -222,6 +229,58 @@ bool readRegularFile(const String& path, std::size_t maxBytes, String& content, 
         content.shrink_to_fit();
     }
     return ok;
+}
+
+RegularFileReader::~RegularFileReader() {
+    if (fd_ >= 0) {
+        closeFile(fd_);
+    }
+}
+
+bool RegularFileReader::open(const String& path, std::size_t maxBytes) {
+    if (fd_ >= 0) {
+        closeFile(fd_);
+    }
+    size_ = 0;
+    fd_ = openForReading(path);
+    if (fd_ < 0) {
+        error_ = lastError();
+        return false;
+    }
+    long long size = 0;
+    if (!isRegular(fd_, size)) {
+        error_ = "it is not a regular file";
+    } else if (size < 0 || static_cast<unsigned long long>(size) > maxBytes) {
+        error_ = fmt::format("it is larger than {} bytes", maxBytes);
+    } else {
+        size_ = static_cast<std::size_t>(size);
+        return true;
+    }
+    closeFile(fd_);
+    fd_ = -1;
+    return false;
+}
+
+bool RegularFileReader::readAt(std::size_t offset, void* to, std::size_t count) {
+    if (fd_ < 0 || !seekTo(fd_, offset)) {
+        error_ = fd_ < 0 ? String("the file is not open") : lastError();
+        return false;
+    }
+    auto* target = static_cast<char*>(to);
+    while (count > 0) {
+        // Windows reads at most 2^31 - 1 bytes at once.
+        const long long got = readSome(fd_, target, std::min<std::size_t>(count, 1u << 30));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            error_ = got < 0 ? lastError() : String("the file ended early (was it truncated?)");
+            return false;
+        }
+        target += got;
+        count -= static_cast<std::size_t>(got);
+    }
+    return true;
 }
 
 FileWriter::FileWriter(String path) : path_(std::move(path)) {

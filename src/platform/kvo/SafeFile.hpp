@@ -14,6 +14,29 @@ namespace kvo {
 // Returns false with a one-line reason in `error` that never quotes the content.
 bool readRegularFile(const String& path, std::size_t maxBytes, String& content, String& error);
 
+// A regular file of at most a given size, read piece by piece at any offset, so
+// that a caller keeps only the part it needs. Opening refuses what
+// readRegularFile refuses, with the same reasons.
+class RegularFileReader {
+public:
+    RegularFileReader() = default;
+    ~RegularFileReader();
+    RegularFileReader(const RegularFileReader&) = delete;
+    RegularFileReader& operator=(const RegularFileReader&) = delete;
+
+    bool open(const String& path, std::size_t maxBytes);
+    // The size when it was opened.
+    std::size_t size() const { return size_; }
+    // Reads exactly `count` bytes at `offset`; false when the file ends before.
+    bool readAt(std::size_t offset, void* to, std::size_t count);
+    const String& error() const { return error_; }
+
+private:
+    int fd_ = -1;
+    std::size_t size_ = 0;
+    String error_;
+};
+
 // Writes a file as a whole: the bytes go to a new file created beside `path`
 // and, once all of them are written and the file is closed without error,
 // that file is renamed over `path`. A link at `path` (symbolic or hard) is

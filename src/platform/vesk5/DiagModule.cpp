@@ -39,6 +39,10 @@ void DiagModule::setModuleInitCallback(ModuleInitCallback callback) {
     Framework::instance().setModuleInitCallback(callback);
 }
 
+void DiagModule::setRecordingCheck(RecordingCheck check) {
+    Framework::instance().setRecordingCheck(check);
+}
+
 int DiagModule::start() {
     return Framework::instance().start();
 }

@@ -21,6 +21,15 @@ namespace vesk5 {
 class DiagModule {
 public:
     using ModuleInitCallback = void (*)();
+    // What a check of a saved recording found: PASS or FAIL, or why it could not be checked
+    // (BADPARAMS, CANNOTRUN); `reason` is one line for anything but PASS.
+    struct RecordingVerdict {
+        TestResult result;
+        std::string reason;
+    };
+    // Checks the recording at `path` for its tone of `frequency` Hz (0: the one its name gives),
+    // reporting the figures as measurements.
+    using RecordingCheck = RecordingVerdict (*)(const std::string& path, unsigned frequency);
 
     static Test* createTest(const std::string& name, const DeviceCapability& capability,
                             TestFunction function);
@@ -32,6 +41,8 @@ public:
     static void setCmdLineArgs(int argc, const char* const* argv);
     static void setVersion(unsigned major, unsigned minor, const std::string& build);
     static void setModuleInitCallback(ModuleInitCallback callback);
+    // What `kvormicrophone analyze` runs.
+    static void setRecordingCheck(RecordingCheck check);
     // Runs the command line; returns the process exit status.
     static int start();
 

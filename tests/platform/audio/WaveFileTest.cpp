@@ -1,4 +1,5 @@
 #include "platform/audio/WaveFile.hpp"
+#include "platform/audio/WaveFileReader.hpp"
 
 #include <gtest/gtest.h>
 
@@ -149,10 +150,12 @@ TEST(WaveFileLayout, PartialFrameAtTheEndIsDropped) {
     EXPECT_EQ(wave.numBlocks(), 1u);
 }
 
-TEST(WaveFileErrors, MalformedInputIsNamed) {
-    struct Case {
-        std::string name, bytes, error;
-    };
+struct MalformedCase {
+    std::string name, bytes, error;
+};
+
+std::vector<MalformedCase> malformedCases() {
+    using Case = MalformedCase;
     const std::string pcm16 = fmtChunk(1, 2, 44100, 16);
     const std::string data = chunk("data", raw<std::int16_t>({1, 2}));
     const std::string valid = riff(pcm16 + data);
@@ -186,7 +189,11 @@ TEST(WaveFileErrors, MalformedInputIsNamed) {
          riff(extensibleChunk(1, 2, 44100, 16, 16).replace(8 + 24 + 4, 1, "\x01") + data),
          "unknown sub-format"},
     };
-    for (const Case& c : cases) {
+    return cases;
+}
+
+TEST(WaveFileErrors, MalformedInputIsNamed) {
+    for (const MalformedCase& c : malformedCases()) {
         WaveFile wave;
         EXPECT_FALSE(wave.loadMemory(c.bytes.data(), c.bytes.size())) << c.name;
         EXPECT_NE(wave.error().find(c.error), std::string::npos)
@@ -221,6 +228,66 @@ TEST(WaveFileFiles, LoadsFromAPathAndNamesAMissingOne) {
     EXPECT_FALSE(wave.loadFile(dir.file("short.wav")));
     EXPECT_NE(wave.error().find("short.wav"), std::string::npos) << wave.error();
     EXPECT_NE(wave.error().find("too short"), std::string::npos) << wave.error();
+}
+
+TEST(WaveFileFiles, AFileFailsAsItsBytesInMemoryDo) {
+    kvo::test::TempDirectory dir;
+    for (const MalformedCase& c : malformedCases()) {
+        WaveFile wave;
+        EXPECT_FALSE(wave.loadFile(dir.write("bad.wav", c.bytes))) << c.name;
+        EXPECT_NE(wave.error().find(c.error), std::string::npos)
+            << c.name << ": \"" << wave.error() << "\"";
+        WaveFileReader reader;
+        EXPECT_FALSE(reader.open(dir.file("bad.wav"), WaveFile::kMaxFileBytes)) << c.name;
+        EXPECT_NE(reader.error().find(c.error), std::string::npos)
+            << c.name << ": \"" << reader.error() << "\"";
+    }
+}
+
+TEST(WaveFileReaderParts, ReadsAnyRangeOfFramesBehindLongChunksAndNothingOutsideTheData) {
+    // 24-bit stereo behind a chunk longer than the reader's window; frame i holds i and -i
+    // in its top 16 bits.
+    std::string data;
+    for (std::int32_t i = 0; i < 40000; ++i) {
+        data += le(0x7Fu, 1) + le(static_cast<std::uint16_t>(i), 2) + le(0x01u, 1) +
+                le(static_cast<std::uint16_t>(-i), 2);
+    }
+    kvo::test::TempDirectory dir;
+    const std::string path =
+        dir.write("parts.wav", riff(chunk("LIST", std::string(9001, 'x')) +
+                                    fmtChunk(1, 2, 48000, 24) + chunk("data", data)));
+    WaveFileReader reader;
+    ASSERT_TRUE(reader.open(path, WaveFile::kMaxFileBytes)) << reader.error();
+    EXPECT_EQ(reader.frames(), 40000u);
+    EXPECT_EQ(reader.channels(), 2u);
+    EXPECT_EQ(reader.sampleRate(), 48000u);
+    EXPECT_EQ(reader.fileFormat().wBitsPerSample, 24u);
+    // Ranges inside one read, across the reader's pieces, and up to the last frame.
+    for (const auto& [first, count] :
+         {std::pair<std::size_t, std::size_t>{3, 4}, {10000, 25000}, {39990, 10}, {40000, 0}}) {
+        Samples samples(count * 2, 77);
+        ASSERT_TRUE(reader.read(first, count, samples.data())) << first << ": " << reader.error();
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto frame = static_cast<std::int32_t>(first + i);
+            ASSERT_EQ(samples[2 * i], static_cast<std::int16_t>(frame)) << first << " " << i;
+            ASSERT_EQ(samples[2 * i + 1], static_cast<std::int16_t>(-frame)) << first << " " << i;
+        }
+    }
+    Samples outside(4);
+    EXPECT_FALSE(reader.read(39999, 2, outside.data()));
+    EXPECT_FALSE(reader.read(40001, 0, outside.data()));
+}
+
+TEST(WaveFileReaderParts, AFileLargerThanTheLimitOrNotRegularIsRefusedUnread) {
+    kvo::test::TempDirectory dir;
+    const std::string path = dir.write(
+        "small.wav", riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({1, 2}))));
+    WaveFileReader reader;
+    EXPECT_FALSE(reader.open(path, 40));
+    EXPECT_NE(reader.error().find("larger than 40 bytes"), std::string::npos) << reader.error();
+    EXPECT_TRUE(reader.open(path, 48)) << reader.error();
+    EXPECT_FALSE(reader.open(dir.path(), WaveFile::kMaxFileBytes));
+    EXPECT_NE(reader.error().find("not a regular file"), std::string::npos) << reader.error();
 }
 
 }  // namespace

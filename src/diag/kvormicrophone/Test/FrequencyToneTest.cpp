@@ -6,6 +6,7 @@
 #include "AudioTestHelper.hpp"
 #include "FrequencyListCheck.hpp"
 #include "FrequencyTestParameter.hpp"
+#include "RecordingAnalysis.hpp"
 #include "common/libAudio-common/PCMSupport.hpp"
 #include "diag/kvormicrophone/ModuleGlobals.hpp"
 #include "platform/audio/CurrentSystem.hpp"
@@ -510,17 +511,16 @@ void FrequencyToneTest::cleanWaveFilesInLogDirectory() {
 TestResult FrequencyToneTest::analyzeWaveFileRecording(TestResult) {
     const kvo::String path = m_logDirectory + kSep + m_frequencyAnalysisWaveFile;
     KVO_LOG(toneLogger(), kvo::kLogDetail, "Path to file is: {}", path);
-    libAudio::StaticPCMBuffer loaded;
-    if (!createStereoPlayback(path, loaded)) {
+    RecordingAnalysis analysis;
+    kvo::String problem;
+    if (!analysis.load(path, problem)) {
         if (stopRequested()) {
             return TestResult::USERABORTED();
         }
-        KVO_LOG(toneLogger(), kvo::kLogDetail, "Unable to create waveRecordingTrack");
+        KVO_LOG(toneLogger(), kvo::kLogDetail, "Unable to create waveRecordingTrack: {}", problem);
         DiagModule::warning(events::DEVICE_MISCONFIGURED, kSource, __LINE__);
         return TestResult::CANNOTRUN();
     }
-    m_signalTester.setRecordingSource(this);
-    prepareAnalysis(loaded);
     stereo_freq_t frequency;
     if (!parseWaveFileFrequency(frequency)) {
         if (stopRequested()) {
@@ -529,12 +529,7 @@ TestResult FrequencyToneTest::analyzeWaveFileRecording(TestResult) {
         DiagModule::warning(events::DEVICE_MISCONFIGURED, kSource, __LINE__);
         return TestResult::CANNOTRUN();
     }
-    m_currentTone.left = frequency.left;
-    m_currentTone.right = frequency.right;
-    const bool heard = m_signalTester.isSignalValid(&m_currentTone);
-    m_toneMeter.report("file \"" + m_frequencyAnalysisWaveFile + "\"",
-                       {{"file", m_frequencyAnalysisWaveFile}});
-    if (heard) {
+    if (analysis.heard(frequency.left, m_frequencyAnalysisWaveFile)) {
         return TestResult::PASS();
     }
     events::FAIL_FREQUENCY_TONE_TEST->setVariable("frequencies",
@@ -571,9 +566,8 @@ void FrequencyToneTest::reportToneFigures(std::uint32_t speaker, std::uint32_t m
 }
 
 bool FrequencyToneTest::parseWaveFileFrequency(stereo_freq_t& frequency) {
-    const std::vector<kvo::String> tokens = kvo::tokenize(m_frequencyAnalysisWaveFile, '.');
     std::uint32_t value = 0;
-    if (tokens.size() > 1 && kvo::strToUInt(tokens[0], value)) {
+    if (frequencyFromFileName(m_frequencyAnalysisWaveFile, value)) {
         frequency.left = value;
         frequency.right = value;
         return true;

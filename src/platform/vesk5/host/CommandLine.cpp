@@ -81,6 +81,7 @@ struct CommandLineApp {
     CLI::App* devices = nullptr;
     CLI::App* run = nullptr;
     CLI::App* meter = nullptr;
+    CLI::App* analyze = nullptr;
     bool version = false;
 
     CommandLineApp(Options& options, const std::vector<AudioChoice>& audioChoices) {
@@ -159,7 +160,26 @@ struct CommandLineApp {
             audioSystemsText(audioChoices) +
             "\nExit status: 0 at the end, 2 no microphone, 4 the capture cannot "
             "start,\n5 a bad option or an unknown device.\n");
-        for (CLI::App* command : {list, devices, run, meter}) {
+        analyze = app.add_subcommand(
+            "analyze", "Check a saved recording for its tone, as the tone test checks a capture");
+        analyze->add_option("FILE", options.recording, "The WAV file, e.g. logs/1000.wav")
+            ->type_name("")
+            ->required();
+        analyze
+            ->add_option("--frequency", options.frequency,
+                         "The tone to look for, in Hz (default: the number its name starts "
+                         "with, as in 1000.wav)")
+            ->type_name("HZ")
+            ->check(CLI::Range(20U, 20000U).description(""));
+        analyze->add_flag("--json", options.json, "Print JSON instead of text");
+        analyze->footer(
+            "\nThe last 40 % of the recording is analysed, as in the tone test; the file is\n"
+            "only read. A line of figures per channel, then the verdict:\n"
+            "  1000 Hz  file \"1000.wav\" L: found 1000.0 Hz (+/-0.68)  -12.3 dBFS  SNR 41 dB  "
+            "PASS\n\n"
+            "Exit status: 0 the tone was heard in every channel, 1 it was not, 4 the file\n"
+            "cannot be read or analysed, 5 a bad option or no frequency known.\n");
+        for (CLI::App* command : {list, devices, run, meter, analyze}) {
             command->set_help_flag("-h,--help", "Print this command's help");
         }
     }
@@ -167,7 +187,7 @@ struct CommandLineApp {
     // The help of the command named before the help flag, or the program's.
     std::string help(const std::vector<std::string>& argumentsBeforeHelp) const {
         for (const std::string& argument : argumentsBeforeHelp) {
-            for (CLI::App* command : {list, devices, run, meter}) {
+            for (CLI::App* command : {list, devices, run, meter, analyze}) {
                 if (argument == command->get_name()) {
                     return command->help("kvormicrophone");
                 }
@@ -187,8 +207,8 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
     // Help is asked for by an argument of its own, not by the value of an option
     // ("--base-dir -h" names a folder).
     static const std::set<std::string> kTakesValue{
-        "--param", "--setting",   "--audio", "--machine", "--base-dir", "--report",
-        "--junit", "--log-level", "--ui",    "--answer",  "--device",   "--seconds"};
+        "--param",     "--setting", "--audio",  "--machine", "--base-dir", "--report",   "--junit",
+        "--log-level", "--ui",      "--answer", "--device",  "--seconds",  "--frequency"};
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == "--help-all") {
             options.command = Command::Help;
@@ -236,6 +256,11 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
         options.command = Command::Run;
     } else if (commandLine.meter->parsed()) {
         options.command = Command::Meter;
+    } else if (commandLine.analyze->parsed()) {
+        if (options.recording.empty()) {
+            throw UsageError("analyze needs a file name that is not empty");
+        }
+        options.command = Command::Analyze;
     } else {
         throw UsageError("no command given; try --help");
     }

@@ -7,7 +7,7 @@
 
 namespace vesk5::host {
 
-enum class Command { Help, Version, List, Devices, Run, Meter };
+enum class Command { Help, Version, List, Devices, Run, Meter, Analyze };
 
 struct Options {
     Command command = Command::Help;
@@ -24,9 +24,11 @@ struct Options {
     bool json = false;
     bool realtime = false;
     std::optional<int> logLevel;
-    std::string device;    // meter: a microphone's id or name, "" for the default
-    unsigned seconds = 0;  // meter: how long, 0 until Ctrl-C
-    std::string helpText;  // for Command::Help: the help of the command asked about
+    std::string device;      // meter: a microphone's id or name, "" for the default
+    unsigned seconds = 0;    // meter: how long, 0 until Ctrl-C
+    std::string recording;   // analyze: the WAV file
+    unsigned frequency = 0;  // analyze: the expected tone in Hz, 0 for the one the name gives
+    std::string helpText;    // for Command::Help: the help of the command asked about
 };
 
 // A command line the host cannot run; the message is one line for the user.

@@ -245,10 +245,40 @@ int Framework::start() {
                 return TestResult::CANNOTRUN().value();
             }
             return deviceSources.meter(options);
+        case Command::Analyze:
+            return analyze(options);
         case Command::Run:
             break;
     }
     return run(options);
+}
+
+int Framework::analyze(const Options& options) {
+    if (recordingCheck_ == nullptr) {
+        kvo::cerr() << "kvormicrophone: this build has no recording analysis" << std::endl;
+        return TestResult::CANNOTRUN().value();
+    }
+    constexpr const char* kName = "analyze";
+    {
+        std::lock_guard lock(runMutex_);
+        output_ = std::make_unique<RunOutput>(kvo::cout(), options.json, false);
+        currentTest_ = kName;
+    }
+    const DiagModule::RecordingVerdict verdict =
+        recordingCheck_(options.recording, options.frequency);
+    const bool checked =
+        verdict.result == TestResult::PASS() || verdict.result == TestResult::FAIL();
+    if (!checked) {
+        kvo::cerr() << "kvormicrophone: " << printable(verdict.reason) << std::endl;
+    }
+    // A recording that could not be checked was told about on one line; --json has it too.
+    if (checked || options.json) {
+        output_->testResult(kName, verdict.result, false, verdict.reason);
+    }
+    std::lock_guard lock(runMutex_);
+    output_.reset();
+    currentTest_.clear();
+    return verdict.result.value();
 }
 
 int Framework::list(bool json) {

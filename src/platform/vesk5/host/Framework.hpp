@@ -47,6 +47,7 @@ public:
     void setModuleInitCallback(DiagModule::ModuleInitCallback callback) {
         initCallback_ = callback;
     }
+    void setRecordingCheck(DiagModule::RecordingCheck check) { recordingCheck_ = check; }
     int start();
     // Closes the audio system and the log file of the last run. Both stay open
     // after start() returns so that the module's engines can put the user's
@@ -75,6 +76,7 @@ private:
     int list(bool json);
     int devices(const Options& options);
     int run(const Options& options);
+    int analyze(const Options& options);
     void initializeModule();
     // Each returns an error line, or "" when all is well.
     std::string selectTests(const Options& options, std::vector<Test*>& selected);
@@ -104,6 +106,7 @@ private:
     std::vector<std::string> arguments_;
     std::string version_ = "0.0";
     DiagModule::ModuleInitCallback initCallback_ = nullptr;
+    DiagModule::RecordingCheck recordingCheck_ = nullptr;
     bool moduleInitialized_ = false;
 
     // State of the run in progress.

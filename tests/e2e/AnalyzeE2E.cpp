@@ -1,0 +1,245 @@
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "ProgramRun.hpp"
+#include "WavFiles.hpp"
+
+namespace kvo::test {
+namespace {
+
+// `kvormicrophone analyze <arguments> --json`.
+ProgramRun analyzeJson(std::vector<std::string> arguments, const TempDirectory& base) {
+    arguments.insert(arguments.begin(), "analyze");
+    arguments.push_back("--json");
+    return runProgram(arguments, base);
+}
+
+// The result line of an analyze --json run, null when there is none.
+nlohmann::json resultLine(const ProgramRun& run) {
+    for (const nlohmann::json& line : run.lines) {
+        if (line["type"] == "result") {
+            return line;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> found;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        found.push_back(line);
+    }
+    return found;
+}
+
+TEST(AnalyzeE2E, ASavedRecordingGetsTheFiguresAndVerdictOfTheLiveCheckAndOfTheSettingsReanalysis) {
+    for (const char* scenario : {"", "dead-microphone"}) {
+        SCOPED_TRACE(scenario);
+        TempDirectory base;
+        const ProgramRun live =
+            runOnSimulatedPc({"FrequencyToneTest", "--param", "FrequencyList=1000", "--setting",
+                              "kvormicrophone.GenerateRecording.value=true"},
+                             scenario, base);
+        ASSERT_TRUE(live.hasLogFile("1000.wav")) << live.errors;
+        const auto liveChecks = live.measurements();
+        ASSERT_EQ(liveChecks.size(), 2u);
+
+        TempDirectory elsewhere;
+        const ProgramRun analysed = analyzeJson({base.file("logs/1000.wav")}, elsewhere);
+        EXPECT_EQ(analysed.exitCode, live.exitCode) << analysed.errors;
+        const auto checks = analysed.measurements();
+        ASSERT_EQ(checks.size(), 2u);
+        for (std::size_t channel = 0; channel < 2; ++channel) {
+            // Bit for bit: the same part of the same samples through the same analysis.
+            EXPECT_EQ(checks[channel]["measurement"], liveChecks[channel]["measurement"]);
+            EXPECT_EQ(checks[channel]["passed"], liveChecks[channel]["passed"]);
+            EXPECT_EQ(checks[channel]["subject"]["file"], "1000.wav");
+            EXPECT_EQ(checks[channel]["test"], "analyze");
+        }
+        EXPECT_EQ(resultLine(analysed)["code"], live.exitCode);
+
+        const ProgramRun again =
+            runOnSimulatedPc({"FrequencyToneTest", "--param", "FrequencyList=1000", "--setting",
+                              "kvormicrophone.FrequencyAnalysisWaveFile.value=1000.wav"},
+                             scenario, base);
+        const auto againChecks = again.measurements();
+        ASSERT_EQ(againChecks.size(), 2u);
+        EXPECT_EQ(again.exitCode, analysed.exitCode);
+        for (std::size_t channel = 0; channel < 2; ++channel) {
+            EXPECT_EQ(checks[channel]["measurement"], againChecks[channel]["measurement"]);
+            EXPECT_EQ(checks[channel]["check"], againChecks[channel]["check"]);
+        }
+    }
+}
+
+TEST(AnalyzeE2E, TheToneComesFromTheFileNameUnlessGivenAndTheTextShowsFiguresAndVerdict) {
+    TempDirectory base;
+    std::filesystem::create_directories(base.file("some dir"));
+    const std::string named = base.file("some dir/440.wav");
+    const std::string unnamed = base.file("some dir/take two.wav");
+    writeWav(named, 2, 48000, 16, false, sine(440, 0.25, 1.0, 48000, 2));
+    writeWav(unnamed, 2, 48000, 16, false, sine(440, 0.25, 1.0, 48000, 2));
+    struct Case {
+        std::vector<std::string> arguments;
+        int exitCode;
+        double expectedHz;
+    };
+    for (const Case& c : {Case{{named}, 0, 440}, Case{{named, "--frequency", "1000"}, 1, 1000},
+                          Case{{unnamed, "--frequency", "440"}, 0, 440}}) {
+        SCOPED_TRACE(c.arguments.back());
+        const ProgramRun run = analyzeJson(c.arguments, base);
+        EXPECT_EQ(run.exitCode, c.exitCode) << run.errors;
+        EXPECT_EQ(run.errors, "");
+        const auto checks = run.measurements();
+        ASSERT_EQ(checks.size(), 2u);
+        for (const nlohmann::json& check : checks) {
+            EXPECT_EQ(check["measurement"]["expectedHz"], c.expectedHz);
+            EXPECT_NEAR(check["measurement"]["foundHz"].get<double>(), 440.0, 1.0);
+            EXPECT_EQ(check["passed"], c.exitCode == 0);
+        }
+        EXPECT_EQ(resultLine(run)["result"], c.exitCode == 0 ? "PASS" : "FAIL");
+    }
+
+    // As a person reads it: a line per channel with its figures, then the verdict and why.
+    std::vector<std::string> arguments{"analyze", named, "--frequency", "1000"};
+    const ProgramRun text = runProgram(arguments, base);
+    EXPECT_EQ(text.exitCode, 1);
+    const std::vector<std::string> shown = lines(text.output);
+    ASSERT_EQ(shown.size(), 4u) << text.output;
+    EXPECT_EQ(shown[0].rfind("  1000 Hz  file \"440.wav\" L: found 439.", 0), 0u) << shown[0];
+    EXPECT_NE(shown[0].find("dBFS  SNR "), std::string::npos) << shown[0];
+    EXPECT_NE(shown[0].find("FAIL (wrong frequency found"), std::string::npos) << shown[0];
+    EXPECT_EQ(shown[1].rfind("  1000 Hz  file \"440.wav\" R: ", 0), 0u) << shown[1];
+    EXPECT_EQ(shown[2], "analyze: FAIL");
+    EXPECT_EQ(shown[3], "  reason: the 1000 Hz tone was not found in every channel of '440.wav'");
+}
+
+TEST(AnalyzeE2E, OnlyTheLastFortyPercentIsJudgedInEveryFormatTheToneTestReads) {
+    struct Format {
+        const char* name;
+        std::uint16_t channels;
+        std::uint32_t rate;
+        std::uint16_t bits;
+        bool isFloat;
+    };
+    // A loud 3000 Hz start for 60 %, then a soft 1000 Hz tone.
+    for (const Format f :
+         {Format{"stereo16", 2, 48000, 16, false}, Format{"mono8", 1, 44100, 8, false},
+          Format{"mono16", 1, 22050, 16, false}, Format{"stereo24", 2, 48000, 24, false},
+          Format{"stereofloat", 2, 44100, 32, true}}) {
+        SCOPED_TRACE(f.name);
+        std::vector<double> samples = sine(3000, 0.5, 0.9, f.rate, f.channels);
+        const std::vector<double> tail = sine(1000, 0.1, 0.6, f.rate, f.channels);
+        samples.insert(samples.end(), tail.begin(), tail.end());
+        TempDirectory base;
+        writeWav(base.file("1000.wav"), f.channels, f.rate, f.bits, f.isFloat, samples);
+        const ProgramRun heard = analyzeJson({base.file("1000.wav")}, base);
+        EXPECT_EQ(heard.exitCode, 0) << heard.errors;
+        const auto checks = heard.measurements();
+        // A mono file is checked in both channels, as the tone test plays it.
+        ASSERT_EQ(checks.size(), 2u);
+        for (const nlohmann::json& check : checks) {
+            EXPECT_NEAR(check["measurement"]["foundHz"].get<double>(), 1000.0, 1.0);
+            // The soft tail alone: -23 dBFS RMS, where the loud start would be -9.
+            EXPECT_NEAR(check["measurement"]["rmsDbfs"].get<double>(), -23.0, 0.5);
+        }
+        EXPECT_EQ(analyzeJson({base.file("1000.wav"), "--frequency", "3000"}, base).exitCode, 1);
+    }
+}
+
+TEST(AnalyzeE2E, AFileThatCannotBeAnalysedEndsCannotRunOnOneLineAndNoFrequencyIsBadParams) {
+    TempDirectory base;
+    // Each named as the tone test names its recordings, in a folder of its own.
+    const auto named = [&base](const std::string& folder) {
+        std::filesystem::create_directories(base.file(folder));
+        return base.file(folder + "/1000.wav");
+    };
+    ASSERT_EQ(::mkfifo(named("fifo").c_str(), 0600), 0);
+    std::ofstream(named("text")) << "not a recording";
+    writeWav(named("empty"), 2, 48000, 16, false, {});
+    writeWav(named("six"), 6, 48000, 16, false, sine(1000, 0.3, 0.1, 48000, 6));
+    writeWav(named("cut"), 2, 48000, 16, false, sine(1000, 0.3, 0.5, 48000, 2));
+    const std::string whole = readFile(named("cut"));
+    std::ofstream(named("cut"), std::ios::binary) << whole.substr(0, whole.size() / 2);
+    std::filesystem::create_directories(named("folder"));
+    struct Case {
+        std::string file;
+        std::string says;
+    };
+    for (const Case& c :
+         {Case{base.file("missing/1000.wav"), "No such file"},
+          Case{named("folder"), "not a regular file"}, Case{named("fifo"), "not a regular file"},
+          Case{named("text"), "not a RIFF file"}, Case{named("cut"), "but only"},
+          Case{named("empty"), "holds no audio"}, Case{named("six"), "6 channels"}}) {
+        SCOPED_TRACE(c.file);
+        std::vector<std::string> arguments{"analyze", c.file};
+        const ProgramRun text = runProgram(arguments, base);
+        EXPECT_EQ(text.exitCode, 4);
+        EXPECT_EQ(text.output, "");
+        const std::vector<std::string> said = lines(text.errors);
+        ASSERT_EQ(said.size(), 1u) << text.errors;
+        EXPECT_EQ(said[0].rfind("kvormicrophone: ", 0), 0u) << said[0];
+        EXPECT_NE(said[0].find(c.file), std::string::npos) << said[0];
+        EXPECT_NE(said[0].find(c.says), std::string::npos) << said[0];
+
+        const ProgramRun json = analyzeJson({c.file}, base);
+        EXPECT_EQ(json.exitCode, 4);
+        EXPECT_EQ(resultLine(json)["result"], "CANNOTRUN");
+        EXPECT_NE(resultLine(json)["reason"].get<std::string>().find(c.says), std::string::npos);
+    }
+
+    writeWav(base.file("take.wav"), 2, 48000, 16, false, sine(1000, 0.3, 0.5, 48000, 2));
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"analyze", base.file("take.wav")},
+          {"analyze", base.file("take.wav"), "--frequency", "19"},
+          {"analyze", base.file("take.wav"), "--frequency", "1k"},
+          {"analyze", ""},
+          {"analyze"}}) {
+        SCOPED_TRACE(arguments.size() > 2 ? arguments[3] : std::to_string(arguments.size()));
+        const ProgramRun run = runProgram(arguments, base);
+        EXPECT_EQ(run.exitCode, 5);
+        EXPECT_EQ(run.output, "");
+        EXPECT_EQ(lines(run.errors).size(), 1u) << run.errors;
+    }
+    const ProgramRun unnamed = runProgram({"analyze", base.file("take.wav")}, base);
+    EXPECT_NE(unnamed.errors.find("'take.wav' does not say which tone"), std::string::npos)
+        << unnamed.errors;
+    EXPECT_NE(unnamed.errors.find("--frequency"), std::string::npos) << unnamed.errors;
+}
+
+TEST(AnalyzeE2E, ItOnlyReadsNothingIsWrittenBesideTheFileOrInTheCurrentFolder) {
+    TempDirectory base;
+    std::filesystem::create_directories(base.file("work"));
+    writeWav(base.file("work/1000.wav"), 2, 48000, 16, false, sine(1000, 0.3, 1.0, 48000, 2));
+    const std::string before = readFile(base.file("work/1000.wav"));
+    const ProgramRun run = runProgram(
+        {"analyze", "1000.wav"}, base,
+        "cd " + base.file("work") + " && HOME=" + base.file("work") + " XDG_STATE_HOME= ");
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(base.file("work"))) {
+        names.push_back(entry.path().filename().string());
+    }
+    EXPECT_EQ(names, std::vector<std::string>{"1000.wav"});
+    EXPECT_EQ(readFile(base.file("work/1000.wav")), before);
+}
+
+TEST(AnalyzeE2E, HelpNamesTheCommandItsOptionAndItsExitCodes) {
+    TempDirectory base;
+    const ProgramRun help = runProgram({"--help"}, base);
+    EXPECT_NE(help.output.find("analyze"), std::string::npos) << help.output;
+    const ProgramRun own = runProgram({"analyze", "--help"}, base);
+    EXPECT_EQ(own.exitCode, 0);
+    for (const char* text : {"--frequency HZ", "FILE", "last 40 %", "Exit status: 0"}) {
+        EXPECT_NE(own.output.find(text), std::string::npos) << text << "\n" << own.output;
+    }
+}
+
+}  // namespace
+}  // namespace kvo::test
