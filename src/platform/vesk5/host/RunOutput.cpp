@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 namespace vesk5::host {
@@ -53,6 +54,14 @@ std::string progressBar(int percent) {
     const int filled = std::clamp(percent, 0, 100) * kWidth / 100;
     return std::string(static_cast<std::size_t>(filled), '#') +
            std::string(static_cast<std::size_t>(kWidth - filled), '.');
+}
+
+// The base folder may be given with either separator; a Windows user is shown
+// the one of his system.
+std::string withNativeSeparators(std::string path) {
+    std::replace(path.begin(), path.end(), '/',
+                 static_cast<char>(std::filesystem::path::preferred_separator));
+    return path;
 }
 
 }  // namespace
@@ -215,8 +224,8 @@ void RunOutput::whereFiles(const std::string& logFile, const std::string& record
         return;
     }
     endProgressLine();
-    stream_ << fmt::format("Log: {}   Recordings: {}", printable(logFile),
-                           printable(recordingsDirectory))
+    stream_ << fmt::format("Log: {}   Recordings: {}", printable(withNativeSeparators(logFile)),
+                           printable(withNativeSeparators(recordingsDirectory)))
             << std::endl;
 }
 

@@ -122,6 +122,7 @@ case_tone_pass() {
     check "says PASS" has "^FrequencyToneTest: PASS"
     check "played every tone" has "Playing a 4000 Hz tone"
     check "no WAV kept" test -z "$(find "$work/base/logs" -name '*.wav')"
+    check "shows where the log is, in Windows' own separators" has 'Log: .*\\logs\\kvormicrophone\.log '
     check "the user's levels are back" test "$(levels)" = "$before"
 }
 
