@@ -12,7 +12,6 @@ namespace {
 
 constexpr const char* kRecordingNames[4] = {"mutedSilent", "mutedLoud", "unmutedSilent",
                                             "unmutedLoud"};
-constexpr double kNoSignalDbfs = -90.0;
 
 // A standard deviation of 16-bit samples as a level against full scale.
 double levelDbfs(double standardDeviation) {
@@ -24,7 +23,8 @@ double levelDbfs(double standardDeviation) {
 
 kvo::String diagnosis(const std::array<double, 4>& amplitudes,
                       const AmplitudeTestEvaluator::Checks& checks) {
-    if (levelDbfs(*std::max_element(amplitudes.begin(), amplitudes.end())) < kNoSignalDbfs) {
+    if (levelDbfs(*std::max_element(amplitudes.begin(), amplitudes.end())) <
+        ToneFigures::kNoSignalDbfs) {
         return "no signal";
     }
     kvo::String reasons;

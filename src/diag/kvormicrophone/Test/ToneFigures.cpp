@@ -10,7 +10,6 @@ namespace {
 constexpr double kFullScale = 32768.0;
 constexpr double kLowestHz = 20.0;
 constexpr double kHighestHz = 22000.0;
-constexpr double kNoSignalDbfs = -90.0;
 constexpr double kLowSnrDb = 20.0;
 constexpr double kProminentPeakDb = 20.0;
 
@@ -32,7 +31,7 @@ kvo::String ToneFigures::diagnosis() const {
     const auto add = [&reasons](const char* reason) {
         reasons += reasons.empty() ? reason : kvo::String(", ") + reason;
     };
-    if (rmsDbfs < kNoSignalDbfs) {
+    if (silent()) {
         add("no signal");
         return reasons;
     }

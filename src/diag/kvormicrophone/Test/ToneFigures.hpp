@@ -34,6 +34,10 @@ struct ToneFigures {
     // The verdict's own rule, for this channel.
     bool heard = false;
 
+    // Below this RMS level a channel carries no signal: nothing was captured.
+    static constexpr double kNoSignalDbfs = -90.0;
+    bool silent() const { return rmsDbfs < kNoSignalDbfs; }
+
     // Why the channel failed or looks doubtful ("no signal", "clipping",
     // "wrong frequency found", "tone not heard above the noise", "low SNR",
     // joined by ", "); empty when nothing stands out.

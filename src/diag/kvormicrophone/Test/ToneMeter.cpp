@@ -22,9 +22,12 @@ vesk5::Measurement ToneMeter::measurement(const ToneFigures& figures, const kvo:
     measurement.kind = "tone";
     measurement.check = fmt::format("{:g} Hz  {} {}", figures.expectedHz, label, channel);
     measurement.passed = figures.heard;
+    // A silent channel has no peak and no ratio worth printing: only its level.
     measurement.summary =
-        fmt::format("found {:.1f} Hz (+/-{:.2f})  {:.1f} dBFS  SNR {:.0f} dB", figures.foundHz,
-                    figures.toleranceHz, figures.rmsDbfs, figures.snrDb);
+        figures.silent()
+            ? fmt::format("found nothing  {:.1f} dBFS", figures.rmsDbfs)
+            : fmt::format("found {:.1f} Hz (+/-{:.2f})  {:.1f} dBFS  SNR {:.0f} dB",
+                          figures.foundHz, figures.toleranceHz, figures.rmsDbfs, figures.snrDb);
     if (figures.clippedSamples > 0) {
         measurement.summary += fmt::format("  {} samples clipped", figures.clippedSamples);
     }
