@@ -60,12 +60,6 @@ TEST_F(SimDevices, VolumeControllerKeepsTheBalanceAndRefusesWhatItCannotDo) {
     ASSERT_TRUE(volume->channelDecibelLevel(1, rightDb));
     EXPECT_FLOAT_EQ(rightDb, -20.0F);  // a quarter of -30..+10 dB
 
-    EXPECT_FALSE(volume->setVolumeLevel(101));
-    EXPECT_FALSE(volume->channelVolumeLevel(2, left));
-    ASSERT_TRUE(volume->setMute(true));
-    bool muted = false;
-    ASSERT_TRUE(volume->getMute(muted));
-    EXPECT_TRUE(muted);
     float minDb = 0;
     float maxDb = 0;
     float stepDb = 0;
@@ -142,8 +136,8 @@ TEST_F(SimDevices, TopologyChainsTheAdapterConnectorEveryStageAndTheJack) {
     EXPECT_EQ(stages[1].channels, 1u);
 }
 
-// The refusals every backend shares are the conformance suite's; exclusive
-// mode is the simulated PC's own.
+// The refusals, callbacks and legacy objects every backend shares are the
+// conformance suite's; exclusive mode is the simulated PC's own.
 TEST_F(SimDevices, ExclusiveObjectsOfferTheEndpointsExclusiveFormats) {
     const auto system = makeSystem(benchMachine());
     libAudio::StaticPCMBuffer buffer = makeBuffer(makePcmFormat(2, 48000, 16), 100);
@@ -157,47 +151,9 @@ TEST_F(SimDevices, ExclusiveObjectsOfferTheEndpointsExclusiveFormats) {
     EXPECT_EQ(capture->lastError(), kUnsupportedFormat);
 }
 
-TEST_F(SimDevices, StopCallbackEndsACaptureNormallyATimeoutDoesNot) {
-    const auto system = makeSystem(benchMachine());
-    libAudio::StaticPCMBuffer buffer = makeBuffer(makePcmFormat(2, 48000, 16), 1000);
-    const auto capture = system->createAudioCaptureEx();
-    ASSERT_TRUE(capture->initialize(endpointById(*system, "mic"), &buffer));
-    const std::uint64_t start = nowMs();
-    ASSERT_TRUE(capture->start([start] { return nowMs() - start >= 200; }));
-    waitWhile([&] { return capture->isStillRecording(); });
-    EXPECT_EQ(capture->threadExitCode(), 0);
-    EXPECT_EQ(buffer.position, 200u * 48 * 4);
-
-    capture->setTimeout(300);
-    ASSERT_TRUE(capture->start({}));
-    waitWhile([&] { return capture->isStillRecording(); });
-    EXPECT_EQ(capture->threadExitCode(), kCaptureTimedOut);
-    EXPECT_EQ(buffer.position, 300u * 48 * 4);
-}
-
-TEST_F(SimDevices, LegacyWaveObjectsCarryTheSameSoundAsTheEndpointObjects) {
-    const auto system = makeSystem(benchMachine());
-    libAudio::StaticPCMBuffer tone = makeBuffer(makePcmFormat(2, 48000, 16), 1000);
-    fillTone(tone, 1000, 0.5);
-    libAudio::StaticPCMBuffer recording = makeBuffer(makePcmFormat(2, 48000, 16), 1000);
-    const auto renderer = system->createAudioRendererLegacyWave();
-    const auto capture = system->createAudioCaptureLegacyWave();
-    EXPECT_EQ(capture->shareMode(), AUDCLNT_SHAREMODE_SHARED);
-    ASSERT_TRUE(renderer->initialize(endpointById(*system, "spk"), &tone));
-    ASSERT_TRUE(capture->initialize(endpointById(*system, "mic"), &recording));
-    ASSERT_TRUE(renderer->play(3, {}));
-    ASSERT_TRUE(capture->start({}));
-    waitWhile([&] { return capture->isStillRecording(); });
-    EXPECT_EQ(capture->threadExitCode(), 0);
-    EXPECT_TRUE(renderer->isStillPlaying());
-    EXPECT_TRUE(renderer->stop());
-    EXPECT_FALSE(renderer->isStillPlaying());
-    EXPECT_NEAR(toneDb(recording, 0, 1000), 20 * std::log10(0.5) - 20 + 10, 0.05);
-}
-
 // The loud recording of the amplitude test: a stimulus on the default speaker
 // through wave-out while wave-in records the microphone in 44.1 kHz stereo.
-TEST_F(SimDevices, WaveInHearsWhatWaveOutPlaysAsMuteAndVolumeAllow) {
+TEST_F(SimDevices, WaveInHearsWhatWaveOutPlaysUnlessMuted) {
     const auto system = makeSystem(benchMachine());
     const WAVEFORMATEX format = makePcmFormat(2, 44100, 16);
     libAudio::StaticPCMBuffer stimulus = makeBuffer(format, 1000);
@@ -207,8 +163,7 @@ TEST_F(SimDevices, WaveInHearsWhatWaveOutPlaysAsMuteAndVolumeAllow) {
     ASSERT_TRUE(endpointById(*system, "mic")->waveLegacyDeviceID(waveId));
     EXPECT_EQ(waveId, 0u);
 
-    const auto record = [&](std::uint32_t percent, bool muted) {
-        micVolume->setVolumeLevel(percent);
+    const auto record = [&](bool muted) {
         micVolume->setMute(muted);
         libAudio::StaticPCMBuffer recording = makeBuffer(format, 1000);
         const auto waveOut = system->createWaveOut();
@@ -222,20 +177,12 @@ TEST_F(SimDevices, WaveInHearsWhatWaveOutPlaysAsMuteAndVolumeAllow) {
         waveOut->stop();
         return recording;
     };
-    EXPECT_TRUE(isDigitalSilence(record(100, true)));
-    const double loud = toneDb(record(100, false), 0, 1000);
-    const double soft = toneDb(record(0, false), 0, 1000);
-    // Unmuted at 100 % the tone starts at wave-in's start; at 0 % it is the
-    // whole -30..+10 dB range lower.
-    EXPECT_NEAR(loud, 20 * std::log10(0.5) - 20 + 10, 0.05);
-    EXPECT_NEAR(loud - soft, 40.0, 0.05);
+    EXPECT_TRUE(isDigitalSilence(record(true)));
+    // Unmuted the tone starts at wave-in's start: its level holds over the whole second half.
+    EXPECT_NEAR(toneDb(record(false), 0, 1000), 20 * std::log10(0.5) - 20 + 10, 0.05);
 
-    const auto waveIn = system->createWaveIn();
     libAudio::StaticPCMBuffer wide = makeBuffer(makePcmFormat(2, 48000, 24), 100);
-    EXPECT_FALSE(waveIn->open(WAVE_MAPPER_ID, &wide));
-    EXPECT_EQ(waveIn->errorCode(), kUnsupportedFormat);
-    EXPECT_FALSE(waveIn->open(7, &wide));
-    EXPECT_EQ(waveIn->errorCode(), kNotFound);
+    EXPECT_FALSE(system->createWaveIn()->open(WAVE_MAPPER_ID, &wide));
 }
 
 TEST_F(SimDevices, WaveDeviceNumbersCountOnlyActiveEndpoints) {
