@@ -1,14 +1,9 @@
-#include <sys/wait.h>
-
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
+#include "ShellRun.hpp"
 #include "platform/audio/Backends.hpp"
-#include "support/TempDirectory.hpp"
 
 // The program's choice of audio system comes from the backend table: the
 // names it accepts, the refusal of others and its help.
@@ -16,45 +11,32 @@
 namespace kvo::test {
 namespace {
 
-struct Output {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-Output runProgram(const std::string& arguments) {
-    const TempDirectory base;
-    const std::string command = std::string("'") + KVO_PROGRAM + "' " + arguments + " > '" +
-                                base.file("out.txt") + "' 2> '" + base.file("err.txt") + "'";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(base.file("out.txt")),
-            readFile(base.file("err.txt"))};
+ShellRun run(const std::vector<std::string>& arguments) {
+    const TempDirectory scratch;
+    return runProgram(arguments, {}, scratch.path(), scratch);
 }
 
 constexpr int kBadParams = 5;
 
 TEST(AudioChoice, AnUnknownAudioSystemIsRefusedWithOneLineNamingThisBuildsBackends) {
-    for (const std::string command : {"devices", "run MicrophoneTest"}) {
-        const Output run = runProgram(command + " --audio nosuch");
-        EXPECT_EQ(run.exitCode, kBadParams) << command;
-        EXPECT_EQ(run.out, "") << command;
-        ASSERT_FALSE(run.err.empty()) << command;
-        EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << "one line: " << run.err;
-        EXPECT_NE(run.err.find("nosuch"), std::string::npos) << run.err;
-        EXPECT_NE(run.err.find("available here: " + audio::backendNames() + ")"), std::string::npos)
-            << run.err;
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"devices"}, {"run", "MicrophoneTest"}}) {
+        std::vector<std::string> arguments = command;
+        arguments.insert(arguments.end(), {"--audio", "nosuch"});
+        const ShellRun refused = run(arguments);
+        EXPECT_EQ(refused.exitCode, kBadParams) << command[0];
+        EXPECT_EQ(refused.out, "") << command[0];
+        ASSERT_FALSE(refused.errors.empty()) << command[0];
+        EXPECT_EQ(refused.errors.find('\n'), refused.errors.size() - 1) << refused.errors;
+        EXPECT_NE(refused.errors.find("nosuch"), std::string::npos) << refused.errors;
+        EXPECT_NE(refused.errors.find("available here: " + audio::backendNames() + ")"),
+                  std::string::npos)
+            << refused.errors;
     }
 }
 
 TEST(AudioChoice, HelpListsEveryBackendWithItsDescriptionDefaultFirst) {
-    const Output help = runProgram("--help");
+    const ShellRun help = run({"--help"});
     EXPECT_EQ(help.exitCode, 0);
     std::size_t previous = 0;
     for (const audio::Backend& backend : audio::backends()) {
@@ -71,12 +53,11 @@ TEST(AudioChoice, AMachineFileNeedsABackendThatTakesOne) {
         if (backend.takesMachineFile) {
             continue;
         }
-        const Output run =
-            runProgram(std::string("devices --audio ") + backend.name + " --machine m.json");
-        EXPECT_EQ(run.exitCode, 5) << backend.name << ": a command-line error, BADPARAMS";
-        EXPECT_NE(run.err.find("--machine describes a simulated PC; it needs --audio sim"),
+        const ShellRun refused = run({"devices", "--audio", backend.name, "--machine", "m.json"});
+        EXPECT_EQ(refused.exitCode, 5) << backend.name << ": a command-line error, BADPARAMS";
+        EXPECT_NE(refused.errors.find("--machine describes a simulated PC; it needs --audio sim"),
                   std::string::npos)
-            << run.err;
+            << refused.errors;
     }
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "ProgramRun.hpp"
 
@@ -12,25 +11,6 @@ namespace kvo::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-nlohmann::json scenario(const std::string& name) {
-    std::ifstream file(std::string(KVO_SCENARIOS) + "/" + name + ".json");
-    return nlohmann::json::parse(file);
-}
-
-std::string writeMachine(const TempDirectory& base, const std::string& name,
-                         const nlohmann::json& machine) {
-    return base.write(name, machine.dump());
-}
-
-nlohmann::json& endpoint(nlohmann::json& machine, const std::string& id) {
-    for (nlohmann::json& candidate : machine["endpoints"]) {
-        if (candidate["id"] == id) {
-            return candidate;
-        }
-    }
-    throw std::runtime_error("no endpoint " + id);
-}
 
 TEST(BadInputE2E, MachineFilesThatCannotBeUsedAreCommandLineErrors) {
     TempDirectory base;
@@ -67,7 +47,8 @@ TEST(BadInputE2E, AHelpFlagAsAnOptionsValueIsThatValueNotAskingForHelp) {
 TEST(BadInputE2E, NamesThatAreNotUtf8AreWrittenAsJsonWithReplacementCharacters) {
     TempDirectory base;
     const std::string folder = base.file("base-\xff\xfe");
-    const std::string machine = base.write("machine-\xff.json", scenario("healthy-laptop").dump());
+    const std::string machine =
+        base.write("machine-\xff.json", scenarioMachine("healthy-laptop").dump());
     const ProgramRun run = runProgram(
         {"run", "FrequencyToneTest", "--param", "FrequencyList=440", "--audio", "sim", "--machine",
          machine, "--json", "--base-dir", folder, "--report", base.file("report.json")},
@@ -83,9 +64,9 @@ TEST(BadInputE2E, NamesThatAreNotUtf8AreWrittenAsJsonWithReplacementCharacters) 
 
 TEST(BadInputE2E, EscapeSequencesInDeviceNamesNeverReachTheTerminal) {
     TempDirectory base;
-    nlohmann::json machine = scenario("healthy-laptop");
-    endpoint(machine, "mic-array")["name"] = "Mic\x1b]0;owned\x07\x1b[2J";
-    const std::string file = writeMachine(base, "escape.json", machine);
+    nlohmann::json machine = scenarioMachine("healthy-laptop");
+    endpointOf(machine, "mic-array")["name"] = "Mic\x1b]0;owned\x07\x1b[2J";
+    const std::string file = base.write("escape.json", machine.dump());
 
     const ProgramRun devices = runProgram({"devices", "--audio", "sim", "--machine", file}, base);
     const ProgramRun run = runProgram({"run", "IntegratedMicrophoneTest", "--audio", "sim",
@@ -116,7 +97,7 @@ TEST(BadInputE2E, AFormatNoWaveDeviceTakesIsRefusedOnThePreVistaPath) {
 
 TEST(BadInputE2E, FiftyThousandGainStagesAreWalkedWithoutOverflowingTheStack) {
     TempDirectory base;
-    nlohmann::json machine = scenario("healthy-laptop");
+    nlohmann::json machine = scenarioMachine("healthy-laptop");
     nlohmann::json stages = nlohmann::json::array();
     for (int i = 0; i < 50000; ++i) {
         stages.push_back({{"name", "Stage " + std::to_string(i)},
@@ -125,11 +106,11 @@ TEST(BadInputE2E, FiftyThousandGainStagesAreWalkedWithoutOverflowingTheStack) {
                           {"maxDb", 0},
                           {"levelDb", 0}});
     }
-    endpoint(machine, "mic-array")["stages"] = stages;
+    endpointOf(machine, "mic-array")["stages"] = stages;
     const ProgramRun run =
         runProgram({"run", "MicrophoneTest", "--audio", "sim", "--machine",
-                    writeMachine(base, "deep.json", machine), "--ui", "scripted", "--answer",
-                    "pass", "--json", "--base-dir", base.file("base")},
+                    base.write("deep.json", machine.dump()), "--ui", "scripted", "--answer", "pass",
+                    "--json", "--base-dir", base.file("base")},
                    base);
     EXPECT_EQ(run.exitCode, 0) << run.errors;
 }

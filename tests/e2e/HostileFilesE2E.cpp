@@ -185,15 +185,19 @@ TEST(HostileFilesE2E, AFifoInPlaceOfThePreVistaRecordingIsRefusedWithoutHanging)
 }
 
 TEST(HostileFilesE2E, AnUnwritableReportIsRefusedBeforeTheTestsRun) {
-    for (const std::string report : {"/dev/full", "/nonexistent-directory/report.json"}) {
+    for (const auto& [option, report] :
+         {std::pair<std::string, std::string>{"--report", "/dev/full"},
+          {"--report", "/nonexistent-directory/report.json"},
+          {"--junit", "/nonexistent-directory/junit.xml"}}) {
         TempDirectory base;
-        const ProgramRun run = runProgram(tonesIn(base, {"--report", report}), base);
+        const ProgramRun run = runProgram(tonesIn(base, {option, report}), base);
 
         EXPECT_EQ(run.exitCode, 4) << report;
         EXPECT_EQ(startedTests(run), 0) << report;
         EXPECT_EQ(run.errors.rfind("kvormicrophone: cannot write the report file " + report, 0), 0u)
             << run.errors;
         EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
+        EXPECT_FALSE(fs::exists(logs(base) + "/kvormicrophone.log")) << report;
     }
     EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }

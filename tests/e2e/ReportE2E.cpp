@@ -85,17 +85,6 @@ TEST(ReportE2E, RunEndingBeforeAnyTestStillWritesAReportThatSaysWhy) {
     EXPECT_NE(broken.report["error"].get<std::string>().find("seed"), std::string::npos);
 }
 
-TEST(ReportE2E, UnwritableReportPathIsRefusedBeforeAnyTestRuns) {
-    TempDirectory base;
-    for (const char* option : {"--report", "--junit"}) {
-        const std::string output = textOfRunOnSimulatedPc(
-            {"FrequencyToneTest", option, base.file("missing-directory/report")}, "", base);
-        EXPECT_NE(output.find("cannot write the report file"), std::string::npos) << output;
-        EXPECT_EQ(output.find("FrequencyToneTest on"), std::string::npos) << output;
-        EXPECT_FALSE(std::filesystem::exists(base.file("logs/kvormicrophone.log")));
-    }
-}
-
 TEST(ReportE2E, JUnitHasATestcasePerResultAndCheckWithFailuresAndSkips) {
     TempDirectory base;
     const ProgramRun dead = runOnSimulatedPc(

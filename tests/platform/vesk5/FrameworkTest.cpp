@@ -99,41 +99,11 @@ protected:
         return Framework::instance().start();
     }
 
-    std::vector<nlohmann::json> jsonLines() const {
-        std::vector<nlohmann::json> lines;
-        std::istringstream stream(out.str());
-        for (std::string line; std::getline(stream, line);) {
-            lines.push_back(nlohmann::json::parse(line));  // throws on a line that is not JSON
-        }
-        return lines;
-    }
-
     bool failNextRun = false;
     kvo::test::TempDirectory base;
     std::ostringstream out;
     std::ostringstream err;
 };
-
-TEST_F(FrameworkTest, JsonOutputIsOneObjectPerLineWithEventsProgressAndResults) {
-    EXPECT_EQ(start({"run", "ToneTest", "--json"}), 0);
-    const std::vector<nlohmann::json> lines = jsonLines();
-    ASSERT_EQ(lines.size(), 7u) << out.str();
-    EXPECT_EQ(lines[0]["type"], "start");
-    EXPECT_EQ(lines[1]["type"], "event");
-    EXPECT_EQ(lines[1]["key"], "MSG_CURRENT_FREQ");
-    EXPECT_EQ(lines[1]["severity"], "info");
-    EXPECT_EQ(lines[1]["text"], "Playing a 440 Hz tone.");
-    EXPECT_EQ(lines[1]["variables"]["frequency"], "440");
-    EXPECT_EQ(lines[2]["percent"], 33);
-    EXPECT_EQ(lines[3]["percent"], 66);
-    EXPECT_EQ(lines[4]["type"], "result");
-    EXPECT_EQ(lines[4]["result"], "PASS");
-    EXPECT_EQ(lines[4]["simulated"], true);
-    EXPECT_EQ(lines[5]["type"], "run");
-    EXPECT_EQ(lines[5]["code"], 0);
-    EXPECT_EQ(lines[6]["type"], "files");
-    EXPECT_EQ(lines[6]["log"], base.path() + "/logs/kvormicrophone.log");
-}
 
 TEST_F(FrameworkTest, ReportRecordsTheRunAsOneJsonDocument) {
     const std::string reportPath = base.file("report.json");
