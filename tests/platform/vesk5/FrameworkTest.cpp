@@ -10,7 +10,6 @@
 #include "platform/kvo/Resource.hpp"
 #include "platform/kvo/SafeFile.hpp"
 #include "platform/kvo/System.hpp"
-#include "platform/vesk5/host/StopSignal.hpp"
 #include "support/TempDirectory.hpp"
 
 namespace vesk5::host {
@@ -178,13 +177,6 @@ TEST_F(FrameworkTest, BadInputGivesOneLineAndBadParams) {
     }
 }
 
-TEST_F(FrameworkTest, MalformedSettingsFileInTheBaseDirectoryNamesFileAndLine) {
-    base.write("kvormicrophone.ini", "[kvormicrophone]\nGenerateRecording.value\n");
-    EXPECT_EQ(start({"run", "ToneTest"}), TestResult::BADPARAMS().value());
-    EXPECT_NE(err.str().find("kvormicrophone.ini:2: expected 'key = value'"), std::string::npos)
-        << err.str();
-}
-
 TEST_F(FrameworkTest, SettingsFileAndOverridesReachTheCommonLibrary) {
     base.write("kvormicrophone.ini",
                "[kvormicrophone]\nGenerateRecording.value = false\nOther.value = x\n");
@@ -196,12 +188,6 @@ TEST_F(FrameworkTest, SettingsFileAndOverridesReachTheCommonLibrary) {
     ASSERT_TRUE(kvo::Resource::getSetting("kvormicrophone", "Other.value", value));
     EXPECT_EQ(value, "x");
     kvo::Resource::setSettings({});
-}
-
-TEST_F(FrameworkTest, StopRequestIsSeenByTheRunningTest) {
-    requestStop();
-    EXPECT_EQ(start({"run", "OnceTest"}), TestResult::USERABORTED().value());
-    clearStopRequest();
 }
 
 TEST_F(FrameworkTest, LogFileIsWrittenUnderTheBaseDirectory) {
