@@ -95,26 +95,66 @@ struct Work {
     const double* wr;  // twiddles of stage s from index 2^(s-1)
     const double* wi;
     const double* window;         // window value of the sample each point takes
-    const std::int16_t* samples;  // zero-padded to the full length
+    const std::int16_t* samples;  // zero-padded to the full length, or `count` long
     const std::uint32_t* reverse;
     std::size_t size;
     std::uint32_t stages;
+    std::size_t count;  // samples given
 };
+
+// The windowed sample that point k takes, from the plan's tables.
+struct TableInput {
+    const Work& w;
+    double operator()(std::size_t k) const { return w.window[k] * w.samples[w.reverse[k]]; }
+};
+
+// The same values for one block of points at a time, computed as the tables
+// would hold them, for plans too large to keep the tables.
+struct ComputedInput {
+    const double* block;
+    std::size_t begin;
+    double operator()(std::size_t k) const { return block[k - begin]; }
+};
+
+// Point k's sample is the one at k with its `stages` bits reversed.
+std::uint32_t reverseBits(std::uint32_t k, std::uint32_t stages) {
+    std::uint32_t reversed = 0;
+    for (std::uint32_t bit = 0; bit < stages; ++bit) {
+        reversed = (reversed << 1) | ((k >> bit) & 1u);
+    }
+    return reversed;
+}
+
+// The Hann window over the padded length at sample i, as the plan computes it.
+double hannAt(std::uint32_t i, double span) {
+    return 0.5 - std::cos(i * kTwoPi / span) * 0.5;
+}
+
+// The windowed samples of points [begin, end) of a plan without tables. Kept
+// out of line, so that it is compiled as the plan's window is.
+[[gnu::noinline]] void computeBlockInput(const Work& w, std::size_t begin, std::size_t end,
+                                         double* block) {
+    const double span = static_cast<double>(w.size - 1);
+    for (std::size_t k = begin; k < end; ++k) {
+        const std::uint32_t i = reverseBits(static_cast<std::uint32_t>(k), w.stages);
+        const std::int16_t sample = i < w.count ? w.samples[i] : std::int16_t{0};
+        block[k - begin] = hannAt(i, span) * sample;
+    }
+}
 
 // Stages 1 and 2 of points [begin, end). The windowed samples go to their
 // bit-reversed places (the permutation is its own inverse, so point k takes
 // sample reverse[k]) with imaginary parts of +0, straight into W_1[0] on
 // (0,1) and (2,3), then W_2[0] on (0,2) and W_2[1] on (1,3) of every four points.
 // A padding point takes window x 0, which is +0 as the window is never negative.
-[[gnu::always_inline]] inline void firstTwoStages(const Work& w, std::size_t begin,
-                                                  std::size_t end) {
+template <typename Input>
+[[gnu::always_inline]] inline void firstTwoStages(const Work& w, std::size_t begin, std::size_t end,
+                                                  const Input& x) {
     using L = Lanes<Pair>;
     const Pair zero = {0.0, 0.0};
     const Pair w1r = {w.wr[1], w.wr[1]}, w1i = {w.wi[1], w.wi[1]};
     const Pair w20r = {w.wr[2], w.wr[2]}, w20i = {w.wi[2], w.wi[2]};
     const Pair w21r = {w.wr[3], w.wr[3]}, w21i = {w.wi[3], w.wi[3]};
-    const std::uint32_t* const reverse = w.reverse;
-    const auto x = [&](std::size_t k) { return w.window[k] * w.samples[reverse[k]]; };
     // Two groups of four at once: lane 0 is points g..g+3, lane 1 is g+4..g+7.
     for (std::size_t g = begin; g < end; g += 8) {
         Pair ar = {x(g), x(g + 4)}, ai = zero;
@@ -196,12 +236,18 @@ template <typename V>
 // stage: the early stages run block by block while a block fits the first
 // level cache, two stages at a time, and the late ones over the whole array.
 // Needs at least 3 stages.
+// `blockInput`, when not null, holds 2^kBlockStages values for a plan without tables.
 template <typename V>
-[[gnu::always_inline]] inline void allStages(const Work& w) {
+[[gnu::always_inline]] inline void allStages(const Work& w, double* blockInput) {
     const std::uint32_t blockStages = std::min(w.stages, kBlockStages);
     const std::size_t block = std::size_t{1} << blockStages;
     for (std::size_t begin = 0; begin < w.size; begin += block) {
-        firstTwoStages(w, begin, begin + block);
+        if (blockInput != nullptr) {
+            computeBlockInput(w, begin, begin + block, blockInput);
+            firstTwoStages(w, begin, begin + block, ComputedInput{blockInput, begin});
+        } else {
+            firstTwoStages(w, begin, begin + block, TableInput{w});
+        }
         std::uint32_t stage = 3;
         for (; stage + 1 <= blockStages; stage += 2) {
             twoStages<V>(w, stage, begin, begin + block);
@@ -219,17 +265,21 @@ template <typename V>
     }
 }
 
-void allStagesBaseline(const Work& w) {
-    allStages<Pair>(w);
+void allStagesBaseline(const Work& w, double* blockInput) {
+    allStages<Pair>(w, blockInput);
 }
 
 std::atomic<bool> baselineOnly{false};
+// Plans of this many points and more keep no window, bit-reversal or padding
+// tables: at 2^24 points those would take 235 MB beside the spectrum's 268 MB.
+constexpr std::uint32_t kDefaultTablelessFrom = std::uint32_t{1} << 20;
+std::atomic<std::uint32_t> tablelessFrom{kDefaultTablelessFrom};
 
 #if defined(__x86_64__) || defined(__i386__)
 // The same operations four lanes wide, for processors that have AVX (chosen
 // at run time, so the program still runs on any x86-64).
-__attribute__((target("avx"))) void allStagesWide(const Work& w) {
-    allStages<Quad>(w);
+__attribute__((target("avx"))) void allStagesWide(const Work& w, double* blockInput) {
+    allStages<Quad>(w, blockInput);
 }
 
 bool useWide() {
@@ -237,8 +287,8 @@ bool useWide() {
     return available && !baselineOnly.load(std::memory_order_relaxed);
 }
 #else
-void allStagesWide(const Work& w) {
-    allStages<Pair>(w);
+void allStagesWide(const Work& w, double* blockInput) {
+    allStages<Pair>(w, blockInput);
 }
 
 bool useWide() {
@@ -260,23 +310,14 @@ void FFT::plan(std::uint32_t size) {
     }
     real_.resize(size);
     imag_.resize(size);
+    // Below 8 points the butterflies need the tables.
+    tableless_ = size >= std::max<std::uint32_t>(8, tablelessFrom.load(std::memory_order_relaxed));
 
-    bitReverse_.resize(size);
-    if (size == 1) {
-        bitReverse_[0] = 0;
-    } else if (size > 1) {
-        const std::uint32_t half = size / 2;
-        std::uint32_t j = 0;
-        for (std::uint32_t i = 0; i + 1 < size; ++i) {
-            bitReverse_[i] = j;
-            std::uint32_t m = half;
-            while (j >= m) {
-                j -= m;
-                m /= 2;
-            }
-            j += m;
+    bitReverse_.resize(tableless_ ? 0 : size);
+    if (!tableless_) {
+        for (std::uint32_t k = 0; k < size; ++k) {
+            bitReverse_[k] = reverseBits(k, stages_);
         }
-        bitReverse_[size - 1] = size - 1;
     }
 
     // W_s[k] has the angle k 2pi / 2^s. Scaling by a power of two is exact in
@@ -309,13 +350,15 @@ void FFT::plan(std::uint32_t size) {
     // The Hann window spans the padded length, so a count that is not a power
     // of two sees only its rising part. Kept in bit-reversed order, the order
     // in which the samples are taken.
-    windowReversed_.resize(size);
-    const double span = static_cast<double>(size - 1);
-    for (std::uint32_t k = 0; k < size; ++k) {
-        const std::uint32_t i = bitReverse_[k];
-        windowReversed_[k] = 0.5 - std::cos(i * kTwoPi / span) * 0.5;
+    windowReversed_.resize(tableless_ ? 0 : size);
+    padded_.resize(tableless_ ? 0 : size);
+    blockInput_.resize(tableless_ ? std::size_t{1} << kBlockStages : 0);
+    if (!tableless_) {
+        const double span = static_cast<double>(size - 1);
+        for (std::uint32_t k = 0; k < size; ++k) {
+            windowReversed_[k] = hannAt(bitReverse_[k], span);
+        }
     }
-    padded_.resize(size);
     planned_ = true;
 }
 
@@ -351,31 +394,41 @@ bool FFT::Transform(const std::int16_t* samples, unsigned count, double sampleRa
     if (size_ == 0) {
         return true;
     }
+    if (tableless_) {
+        butterflies(samples, count);
+        return true;
+    }
     std::memcpy(padded_.data(), samples, count * sizeof(std::int16_t));
     std::memset(padded_.data() + count, 0, (size_ - count) * sizeof(std::int16_t));
-    butterflies();
+    butterflies(padded_.data(), size_);
     return true;
+}
+
+void FFT::keepNoTablesFrom(std::uint32_t size) {
+    tablelessFrom.store(size == 0 ? kDefaultTablelessFrom : size, std::memory_order_relaxed);
 }
 
 void FFT::useBaselineVectorsOnly(bool baseline) {
     baselineOnly.store(baseline, std::memory_order_relaxed);
 }
 
-void FFT::butterflies() {
+void FFT::butterflies(const std::int16_t* samples, std::size_t count) {
     const Work work{real_.data(),
                     imag_.data(),
                     twiddleReal_.data(),
                     twiddleImag_.data(),
                     windowReversed_.data(),
-                    padded_.data(),
+                    samples,
                     bitReverse_.data(),
                     size_,
-                    stages_};
+                    stages_,
+                    count};
+    double* const blockInput = tableless_ ? blockInput_.data() : nullptr;
     if (stages_ >= 3) {
         if (useWide()) {
-            allStagesWide(work);
+            allStagesWide(work, blockInput);
         } else {
-            allStagesBaseline(work);
+            allStagesBaseline(work, blockInput);
         }
         return;
     }

@@ -42,6 +42,7 @@ public:
     double sampleRate() const { return sampleRate_; }
     std::uint32_t stages() const { return stages_; }
     double sqrtSize() const { return sqrtSize_; }
+    // Empty for a plan without tables.
     const kvo::GrowableArray<std::uint32_t>& bitReverse() const { return bitReverse_; }
     // Bin `k` of the last spectrum.
     Complex spectrum(std::uint32_t k) const {
@@ -53,17 +54,24 @@ public:
     // of the four-lane code chosen on processors with AVX; both give the same
     // bits. For tests and benchmarks.
     static void useBaselineVectorsOnly(bool baseline);
+    // Plans of at least `size` points (0: the default, 2^20) keep no window,
+    // bit-reversal or padding table and compute those values block by block
+    // instead: the same bits in about half the memory, for the long transforms
+    // of long recordings. For tests.
+    static void keepNoTablesFrom(std::uint32_t size);
 
 private:
     bool prepare(unsigned count, double sampleRate, bool clearSpectrum);
     void plan(std::uint32_t size);
-    void butterflies();
+    // `samples` holds `count` samples, or the padded length with the tables.
+    void butterflies(const std::int16_t* samples, std::size_t count);
 
     std::uint32_t size_ = 0;
     double sampleRate_ = 0.0;
     std::uint32_t stages_ = 0;
     double sqrtSize_ = 0.0;
     bool planned_ = false;
+    bool tableless_ = false;
     kvo::GrowableArray<std::uint32_t> bitReverse_;
     // The spectrum, real and imaginary parts apart so that butterflies run
     // several at once.
@@ -78,6 +86,8 @@ private:
     kvo::GrowableArray<double> windowReversed_;
     // The samples of the current transform, zero-padded to the full length.
     kvo::GrowableArray<std::int16_t> padded_;
+    // Without tables: the windowed samples of the block being transformed.
+    kvo::GrowableArray<double> blockInput_;
 };
 
 }  // namespace libMath

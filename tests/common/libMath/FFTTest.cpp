@@ -123,7 +123,10 @@ void expectSameBits(const FFT& fft, const ReferenceTransform& reference) {
 class FFTTransform : public testing::TestWithParam<bool> {
 protected:
     void SetUp() override { FFT::useBaselineVectorsOnly(GetParam()); }
-    void TearDown() override { FFT::useBaselineVectorsOnly(false); }
+    void TearDown() override {
+        FFT::useBaselineVectorsOnly(false);
+        FFT::keepNoTablesFrom(0);
+    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Vectors, FFTTransform, testing::Values(false, true),
@@ -142,6 +145,19 @@ TEST_P(FFTTransform, EqualsThePlainAlgorithmBitForBit) {
             SCOPED_TRACE("count " + std::to_string(count));
             expectSameBits(fft, ReferenceTransform(samples, rate));
         }
+    }
+}
+
+TEST_P(FFTTransform, WithoutTablesEqualsThePlainAlgorithmBitForBitToo) {
+    FFT::keepNoTablesFrom(8);
+    std::mt19937 random(20261123);
+    FFT fft;
+    for (const std::uint32_t count : {5u, 8u, 9u, 1000u, 4096u, 44100u, 65536u, 300000u}) {
+        const std::vector<std::int16_t> samples = randomSamples(count, random);
+        ASSERT_TRUE(fft.Transform(samples.data(), count, 48000.0));
+        SCOPED_TRACE("count " + std::to_string(count));
+        EXPECT_TRUE(fft.bitReverse().empty());
+        expectSameBits(fft, ReferenceTransform(samples, 48000.0));
     }
 }
 

@@ -17,6 +17,25 @@ kvo::Logger& logger() {
 
 }  // namespace
 
+bool SignalAnalyzer::copyChannel(const libAudio::StaticPCMBuffer& signal, int channel,
+                                 std::uint32_t blocks) {
+    if (!signal.getChannelData(channel, channel_)) {
+        return false;
+    }
+    // Samples are read as 16-bit whatever the format says; a channel of
+    // narrower samples has fewer bytes than that, and the rest reads as zero.
+    const std::size_t available =
+        std::min(channel_.size(), static_cast<std::size_t>(blocks) * sizeof(std::int16_t));
+    if (available > 0) {
+        std::memcpy(samples_.data(), channel_.data(), available);
+    }
+    if (available < samples_.size() * sizeof(std::int16_t)) {
+        std::memset(reinterpret_cast<unsigned char*>(samples_.data()) + available, 0,
+                    samples_.size() * sizeof(std::int16_t) - available);
+    }
+    return true;
+}
+
 bool SignalAnalyzer::signalProperty(const libAudio::StaticPCMBuffer& signal,
                                     kvo::Array<SignalProperty>& properties) {
     kvo::TraceLogger trace(logger(), "SignalAnalyzer::signalProperty", "SignalAnalyzer");
@@ -33,23 +52,20 @@ bool SignalAnalyzer::signalProperty(const libAudio::StaticPCMBuffer& signal,
         return false;
     }
     const std::uint32_t blocks = signal.numBlocks();
+    // 16-bit samples go straight to the transform's input; a long recording has no room for
+    // a second copy of its channel.
+    const bool plain16 = format.wBitsPerSample == 16 && format.nBlockAlign == 2 * format.nChannels;
     for (int channel = 0; channel < format.nChannels; ++channel) {
-        if (!signal.getChannelData(channel, channel_)) {
+        samples_.resize(blocks);
+        if (plain16) {
+            const unsigned char* source = signal.pcmStorage.data() + 2 * channel;
+            for (std::uint32_t i = 0; i < blocks; ++i, source += format.nBlockAlign) {
+                std::memcpy(&samples_[i], source, sizeof(std::int16_t));
+            }
+        } else if (!copyChannel(signal, channel, blocks)) {
             KVO_LOG_TAG(logger(), kvo::kLogError, 212,
                         "Failed to retrieve channel data from channel {}", channel);
             return false;
-        }
-        // Samples are read as 16-bit whatever the format says; a channel of
-        // narrower samples has fewer bytes than that, and the rest reads as zero.
-        samples_.resize(blocks);
-        const std::size_t available =
-            std::min(channel_.size(), static_cast<std::size_t>(blocks) * sizeof(std::int16_t));
-        if (available > 0) {
-            std::memcpy(samples_.data(), channel_.data(), available);
-        }
-        if (available < samples_.size() * sizeof(std::int16_t)) {
-            std::memset(reinterpret_cast<unsigned char*>(samples_.data()) + available, 0,
-                        samples_.size() * sizeof(std::int16_t) - available);
         }
         if (!fft_.Transform(samples_.data(), blocks, format.nSamplesPerSec)) {
             KVO_LOG_TAG(logger(), kvo::kLogError, 219, "FFT transform has failed.");

@@ -40,6 +40,9 @@ public:
     void setObserver(ChannelObserver* observer) { observer_ = observer; }
 
 private:
+    // One channel of any other sample width into samples_, through channel_.
+    bool copyChannel(const libAudio::StaticPCMBuffer& signal, int channel, std::uint32_t blocks);
+
     kvo::ByteArray channel_;  // the channel being analysed, kept for the next call
     kvo::GrowableArray<std::int16_t> samples_;
     libMath::FFT fft_;
