@@ -100,7 +100,25 @@ struct Work {
     std::size_t size;
     std::uint32_t stages;
     std::size_t count;  // samples given
+    // Without tables, for the stages after the blocks: the last stage's factors
+    // W[k], k < size / 2, of which stage s takes every 2^(stages - s)-th.
+    const double* lastRe;
+    const double* lastIm;
 };
+
+// Stage s's factors from j on: from the per-stage tables, or (`Strided`) every
+// `step`-th factor of the last stage, the same values.
+template <typename V, bool Strided>
+[[gnu::always_inline]] inline void loadFactors(V& to, const double* from, std::size_t j,
+                                               std::size_t step) {
+    if constexpr (Strided) {
+        for (std::size_t lane = 0; lane < Lanes<V>::count; ++lane) {
+            to[lane] = from[(j + lane) * step];
+        }
+    } else {
+        Lanes<V>::load(to, from + j);
+    }
+}
 
 // The windowed sample that point k takes, from the plan's tables.
 struct TableInput {
@@ -179,29 +197,32 @@ template <typename Input>
 // Stages `stage` and `stage` + 1 of points [begin, end) in one pass over groups
 // of four: W_s[j] on (a,b) and (c,d), then W_s+1[j] on (a,c) and W_s+1[j+half]
 // on (b,d). Needs half >= the vector width.
-template <typename V>
+template <typename V, bool Strided = false>
 [[gnu::always_inline]] inline void twoStages(const Work& w, std::uint32_t stage, std::size_t begin,
                                              std::size_t end) {
     using L = Lanes<V>;
     double* const re = w.re;
     double* const im = w.im;
     const std::size_t half = std::size_t{1} << (stage - 1);
-    const double* const w1r = w.wr + half;
-    const double* const w1i = w.wi + half;
-    const double* const w2r = w.wr + 2 * half;
-    const double* const w2i = w.wi + 2 * half;
+    const double* const w1r = Strided ? w.lastRe : w.wr + half;
+    const double* const w1i = Strided ? w.lastIm : w.wi + half;
+    const double* const w2r = Strided ? w.lastRe : w.wr + 2 * half;
+    const double* const w2i = Strided ? w.lastIm : w.wi + 2 * half;
+    const std::size_t step2 = Strided ? std::size_t{1} << (w.stages - stage - 1) : 1;
+    const std::size_t step1 = 2 * step2;
     for (std::size_t g = begin; g < end; g += 4 * half) {
         for (std::size_t j = 0; j < half; j += L::count) {
             const std::size_t a = g + j, b = a + half, c = b + half, d = c + half;
             V ar, ai, br, bi, cr, ci, dr, di, xr, xi, yr, yi, zr, zi;
             L::load(ar, re + a), L::load(ai, im + a), L::load(br, re + b), L::load(bi, im + b);
             L::load(cr, re + c), L::load(ci, im + c), L::load(dr, re + d), L::load(di, im + d);
-            L::load(xr, w1r + j), L::load(xi, w1i + j);
+            loadFactors<V, Strided>(xr, w1r, j, step1), loadFactors<V, Strided>(xi, w1i, j, step1);
             butterfly(ar, ai, br, bi, xr, xi);
             butterfly(cr, ci, dr, di, xr, xi);
-            L::load(yr, w2r + j), L::load(yi, w2i + j);
+            loadFactors<V, Strided>(yr, w2r, j, step2), loadFactors<V, Strided>(yi, w2i, j, step2);
             butterfly(ar, ai, cr, ci, yr, yi);
-            L::load(zr, w2r + j + half), L::load(zi, w2i + j + half);
+            loadFactors<V, Strided>(zr, w2r, j + half, step2);
+            loadFactors<V, Strided>(zi, w2i, j + half, step2);
             butterfly(br, bi, dr, di, zr, zi);
             L::store(re + a, ar), L::store(im + a, ai), L::store(re + b, br);
             L::store(im + b, bi), L::store(re + c, cr), L::store(im + c, ci);
@@ -211,22 +232,37 @@ template <typename V>
 }
 
 // Stage `stage` alone on points [begin, end). Needs half >= the vector width.
-template <typename V>
+template <typename V, bool Strided = false>
 [[gnu::always_inline]] inline void oneStage(const Work& w, std::uint32_t stage, std::size_t begin,
                                             std::size_t end) {
     using L = Lanes<V>;
     const std::size_t half = std::size_t{1} << (stage - 1);
+    const double* const wr = Strided ? w.lastRe : w.wr + half;
+    const double* const wi = Strided ? w.lastIm : w.wi + half;
+    const std::size_t step = Strided ? std::size_t{1} << (w.stages - stage) : 1;
     for (std::size_t g = begin; g < end; g += 2 * half) {
         for (std::size_t j = 0; j < half; j += L::count) {
             const std::size_t a = g + j, b = a + half;
             V ar, ai, br, bi, xr, xi;
             L::load(ar, w.re + a), L::load(ai, w.im + a);
             L::load(br, w.re + b), L::load(bi, w.im + b);
-            L::load(xr, w.wr + half + j), L::load(xi, w.wi + half + j);
+            loadFactors<V, Strided>(xr, wr, j, step), loadFactors<V, Strided>(xi, wi, j, step);
             butterfly(ar, ai, br, bi, xr, xi);
             L::store(w.re + a, ar), L::store(w.im + a, ai);
             L::store(w.re + b, br), L::store(w.im + b, bi);
         }
+    }
+}
+
+// The stages from `first` on, over the whole array.
+template <typename V, bool Strided>
+[[gnu::always_inline]] inline void lateStages(const Work& w, std::uint32_t first) {
+    std::uint32_t stage = first;
+    for (; stage + 1 <= w.stages; stage += 2) {
+        twoStages<V, Strided>(w, stage, 0, w.size);
+    }
+    if (stage == w.stages) {
+        oneStage<V, Strided>(w, stage, 0, w.size);
     }
 }
 
@@ -256,12 +292,10 @@ template <typename V>
             oneStage<V>(w, stage, begin, begin + block);
         }
     }
-    std::uint32_t stage = blockStages + 1;
-    for (; stage + 1 <= w.stages; stage += 2) {
-        twoStages<V>(w, stage, 0, w.size);
-    }
-    if (stage == w.stages) {
-        oneStage<V>(w, stage, 0, w.size);
+    if (w.lastRe != nullptr) {
+        lateStages<V, true>(w, blockStages + 1);
+    } else {
+        lateStages<V, false>(w, blockStages + 1);
     }
 }
 
@@ -324,20 +358,26 @@ void FFT::plan(std::uint32_t size) {
     // binary floating point, so that angle is bit for bit the one of the last
     // stage's W[k 2^(stages - s)]: the sines and cosines of the last stage
     // serve every stage.
+    // Without tables and beyond the blocks' stages, the last stage's factors serve
+    // the late stages where they are: only the blocks' stages get tables of their own.
+    const bool sharedLast = tableless_ && stages_ > kBlockStages;
     const std::size_t used = size > 1 ? size : 0;
-    twiddleReal_.resize(used);
-    twiddleImag_.resize(used);
+    twiddleReal_.resize(sharedLast ? std::size_t{1} << kBlockStages : used);
+    twiddleImag_.resize(sharedLast ? std::size_t{1} << kBlockStages : used);
+    lastReal_.resize(sharedLast ? size / 2 : 0);
+    lastImag_.resize(sharedLast ? size / 2 : 0);
     if (stages_ > 0) {
         const std::uint32_t last = size / 2;
-        double* const lastReal = twiddleReal_.data() + last;
-        double* const lastImag = twiddleImag_.data() + last;
+        double* const lastReal = sharedLast ? lastReal_.data() : twiddleReal_.data() + last;
+        double* const lastImag = sharedLast ? lastImag_.data() : twiddleImag_.data() + last;
         const double divisor = static_cast<double>(std::uint64_t{1} << stages_);
         for (std::uint32_t k = 0; k < last; ++k) {
             const double angle = k * kTwoPi / divisor;
             lastReal[k] = std::cos(angle);
             lastImag[k] = -std::sin(angle);
         }
-        for (std::uint32_t stage = 1; stage < stages_; ++stage) {
+        const std::uint32_t tabled = sharedLast ? kBlockStages + 1 : stages_;
+        for (std::uint32_t stage = 1; stage < tabled; ++stage) {
             const std::uint32_t count = std::uint32_t{1} << (stage - 1);
             const std::uint32_t stride = std::uint32_t{1} << (stages_ - stage);
             for (std::uint32_t k = 0; k < count; ++k) {
@@ -422,7 +462,9 @@ void FFT::butterflies(const std::int16_t* samples, std::size_t count) {
                     bitReverse_.data(),
                     size_,
                     stages_,
-                    count};
+                    count,
+                    lastReal_.empty() ? nullptr : lastReal_.data(),
+                    lastImag_.empty() ? nullptr : lastImag_.data()};
     double* const blockInput = tableless_ ? blockInput_.data() : nullptr;
     if (stages_ >= 3) {
         if (useWide()) {
