@@ -82,14 +82,8 @@ protected:
     std::shared_ptr<audio::VolumeControllerInterface> speaker;
 };
 
-TEST_F(FrequencyToneTestLevels, NormalEndPutsTheUsersLevelsBack) {
-    // Muted at 35% the microphone would hear nothing: passing proves it was raised.
-    FrequencyToneTest engine;
-    EXPECT_EQ(runTone(engine), TestResult::PASS());
-    EXPECT_EQ(levels(microphone), std::pair(35u, true));
-    EXPECT_EQ(levels(speaker), std::pair(20u, false));
-}
-
+// A normal end and two runs in one process are the PulseAudio end-to-end runs' (levels on the
+// server afterwards); these are the paths only the engine shows.
 TEST_F(FrequencyToneTestLevels, SetupFailureAlsoPutsThemBack) {
     ASSERT_TRUE(test.findParameter("FrequencyList")->setFromText("19"));
     FrequencyToneTest engine;

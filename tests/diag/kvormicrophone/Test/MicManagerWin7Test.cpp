@@ -8,14 +8,6 @@
 namespace kvormicrophone {
 namespace {
 
-std::pair<std::uint32_t, bool> levels(const audio::AudioDevicePtr& device) {
-    std::uint32_t volume = 0;
-    bool mute = false;
-    device->volumeControl()->getVolumeLevel(volume);
-    device->volumeControl()->getMute(mute);
-    return {volume, mute};
-}
-
 // The gain stages behind a capture endpoint, depth first.
 std::vector<std::shared_ptr<audio::IAudioVolumeLevel>> gainStages(audio::AudioDevice& device) {
     std::vector<std::shared_ptr<audio::IAudioVolumeLevel>> stages;
@@ -62,29 +54,6 @@ std::uint32_t indexOf(MicManagerWin7& manager, const std::string& id) {
         }
     }
     return UINT32_MAX;
-}
-
-TEST(MicManagerWin7, DestructionPutsBackTheLevelsFromBeforeTheFirstRunOfTheProcess) {
-    test::SimulatedPc pc;
-    const auto microphone = pc.endpoint("mic-array");
-    const auto speakers = pc.endpoint("speakers");
-    microphone->volumeControl()->setVolumeLevel(35);
-    microphone->volumeControl()->setMute(true);
-    speakers->volumeControl()->setVolumeLevel(45);
-    {
-        MicManagerWin7 manager;
-        // Two runs of the test in one process: each refreshes, then raises the levels.
-        for (int run = 0; run < 2; ++run) {
-            manager.refreshDeviceStates();
-            const std::uint32_t index = indexOf(manager, "mic-array");
-            manager.setCaptureVolumeLevel(index, 100);
-            manager.setCaptureMute(index, false);
-            ASSERT_TRUE(manager.setDefaultSpeakerVolume());
-            EXPECT_EQ(levels(microphone), std::pair(100u, false));
-        }
-    }
-    EXPECT_EQ(levels(microphone), std::pair(35u, true));
-    EXPECT_EQ(levels(speakers).first, 45u);
 }
 
 TEST(MicManagerWin7, ExternalMicrophonesLeaveTheTestableListAndOnlyActiveOnesAreReported) {
