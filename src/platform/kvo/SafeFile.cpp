@@ -160,6 +160,15 @@ int processId() {
 }
 #endif
 
+// Why `path` could not be opened for reading. Windows refuses to open a
+// directory at all, where POSIX opens it and the regular-file check refuses it:
+// both say the same.
+String openForReadingProblem(const String& path) {
+    const String reason = lastError();
+    std::error_code error;
+    return fs::is_directory(toPath(path), error) ? String("it is not a regular file") : reason;
+}
+
 // What is at `path` now, if it is something a new file must not replace.
 String targetProblem(const String& path) {
     std::error_code error;
@@ -190,7 +199,7 @@ bool readRegularFile(const String& path, std::size_t maxBytes, String& content, 
     content.clear();
     const int fd = openForReading(path);
     if (fd < 0) {
-        error = lastError();
+        error = openForReadingProblem(path);
         return false;
     }
     long long size = 0;
@@ -244,7 +253,7 @@ bool RegularFileReader::open(const String& path, std::size_t maxBytes) {
     size_ = 0;
     fd_ = openForReading(path);
     if (fd_ < 0) {
-        error_ = lastError();
+        error_ = openForReadingProblem(path);
         return false;
     }
     long long size = 0;
