@@ -24,6 +24,9 @@ _kvormicrophone() {
         --junit)
             COMPREPLY=($(compgen -f -X '!*.xml' -- "$current") $(compgen -d -- "$current"))
             return ;;
+        --html)
+            COMPREPLY=($(compgen -f -X '!*.html' -- "$current") $(compgen -d -- "$current"))
+            return ;;
         --base-dir)
             COMPREPLY=($(compgen -d -- "$current"))
             return ;;
@@ -64,7 +67,7 @@ _kvormicrophone() {
                 return
             fi ;;
         run)
-            words="--param --setting --audio --machine --base-dir --realtime --json --report --junit
+            words="--param --setting --audio --machine --base-dir --realtime --json --report --html --junit
                    --log-level --ui --answer --help"
             if [[ $current != -* ]]; then
                 words=$("$program" list 2>/dev/null | awk '/^Tests:/ { on = 1; next }

@@ -188,6 +188,8 @@ TEST(HostileFilesE2E, AnUnwritableReportIsRefusedBeforeTheTestsRun) {
     for (const auto& [option, report] :
          {std::pair<std::string, std::string>{"--report", "/dev/full"},
           {"--report", "/nonexistent-directory/report.json"},
+          {"--html", "/dev/full"},
+          {"--html", "/nonexistent-directory/report.html"},
           {"--junit", "/nonexistent-directory/junit.xml"}}) {
         TempDirectory base;
         const ProgramRun run = runProgram(tonesIn(base, {option, report}), base);

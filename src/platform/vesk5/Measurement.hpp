@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,19 @@ struct Measurement {
     std::vector<std::pair<std::string, std::string>> subject;
     // The numbers, by name, in the units their names end with (Hz, Db, Dbfs, ...).
     std::vector<std::pair<std::string, double>> figures;
+    // The spectrum the check judged, thinned out for a chart: (Hz, dBFS)
+    // points rising in frequency; empty for a check that has none.
+    std::vector<std::pair<double, double>> spectrum;
+
+    // The figure of that name, or null when the check has none.
+    const double* figure(std::string_view name) const {
+        for (const auto& [figureName, value] : figures) {
+            if (figureName == name) {
+                return &value;
+            }
+        }
+        return nullptr;
+    }
 };
 
 }  // namespace vesk5

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "ToneSpectrum.hpp"
 #include "platform/vesk5/DiagModule.hpp"
 
 namespace kvormicrophone {
@@ -11,9 +12,11 @@ void ToneMeter::channelAnalysed(std::uint32_t channel, const std::int16_t* sampl
                                 const SignalProperty& property) {
     if (channel == 0) {
         figures_.clear();
+        spectra_.clear();
     }
     figures_.append(measureTone(samples, count, fft, tone_.frequency(channel),
                                 property.dominantFrequency, property.tolerance));
+    spectra_.push_back(toneSpectrum(fft, count, kSpectrumPoints));
 }
 
 vesk5::Measurement ToneMeter::measurement(const ToneFigures& figures, const kvo::String& label,
@@ -54,9 +57,13 @@ void ToneMeter::report(const kvo::String& label,
         vesk5::Measurement measurement = ToneMeter::measurement(figures_[channel], label, name);
         measurement.subject = subject;
         measurement.subject.emplace_back("channel", name);
+        if (channel < spectra_.size()) {
+            measurement.spectrum = std::move(spectra_[channel]);
+        }
         vesk5::DiagModule::reportMeasurement(measurement);
     }
     figures_.clear();
+    spectra_.clear();
 }
 
 }  // namespace kvormicrophone

@@ -31,9 +31,13 @@ public:
     static vesk5::Measurement measurement(const ToneFigures& figures, const kvo::String& label,
                                           const kvo::String& channel);
 
+    // Points of the spectrum each check keeps for a chart.
+    static constexpr std::uint32_t kSpectrumPoints = 400;
+
 private:
     const CurrentTone& tone_;
     kvo::Array<ToneFigures> figures_;
+    std::vector<std::vector<std::pair<double, double>>> spectra_;
 };
 
 }  // namespace kvormicrophone

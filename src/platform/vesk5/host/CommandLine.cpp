@@ -121,6 +121,9 @@ struct CommandLineApp {
                       "On a simulated PC, take as long as real hardware");
         run->add_option("--report", options.reportPath, "Also write the run's report as JSON")
             ->type_name("FILE.json");
+        run->add_option("--html", options.htmlPath,
+                        "Also write the run as one HTML page with spectra and levels")
+            ->type_name("FILE.html");
         run->add_option("--junit", options.junitPath,
                         "Also write the run as JUnit XML, for CI servers and dashboards")
             ->type_name("FILE.xml");
@@ -207,8 +210,8 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
     // Help is asked for by an argument of its own, not by the value of an option
     // ("--base-dir -h" names a folder).
     static const std::set<std::string> kTakesValue{
-        "--param",     "--setting", "--audio",  "--machine", "--base-dir", "--report",   "--junit",
-        "--log-level", "--ui",      "--answer", "--device",  "--seconds",  "--frequency"};
+        "--param", "--setting",   "--audio", "--machine", "--base-dir", "--report",  "--html",
+        "--junit", "--log-level", "--ui",    "--answer",  "--device",   "--seconds", "--frequency"};
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         if (arguments[i] == "--help-all") {
             options.command = Command::Help;
@@ -236,7 +239,8 @@ Options parseCommandLine(const std::vector<std::string>& arguments,
     }
     // An empty name would silently mean "the default" instead of what was typed.
     for (CLI::App* command : {commandLine.devices, commandLine.run, commandLine.meter}) {
-        for (const char* name : {"--base-dir", "--machine", "--report", "--junit", "--device"}) {
+        for (const char* name :
+             {"--base-dir", "--machine", "--report", "--html", "--junit", "--device"}) {
             const CLI::Option* option = command->get_option_no_throw(name);
             if (option != nullptr && option->count() > 0 && option->results().back().empty()) {
                 throw UsageError(std::string(name) + " needs a value that is not empty");

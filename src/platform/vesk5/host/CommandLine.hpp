@@ -18,6 +18,7 @@ struct Options {
     std::string machine;
     std::string baseDir;
     std::string reportPath;
+    std::string htmlPath;
     std::string junitPath;
     std::string ui;
     std::string answer;

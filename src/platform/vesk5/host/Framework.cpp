@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "EventCatalogue.hpp"
+#include "HtmlReport.hpp"
 #include "JUnitReport.hpp"
 #include "JsonText.hpp"
 #include "LogDirectory.hpp"
@@ -412,7 +413,7 @@ std::string Framework::prepareBaseDirectory(const Options& options) {
 }
 
 std::string Framework::unwritableReport(const Options& options) {
-    for (const std::string* path : {&options.reportPath, &options.junitPath}) {
+    for (const std::string* path : {&options.reportPath, &options.htmlPath, &options.junitPath}) {
         if (!path->empty()) {
             if (const std::string problem = kvo::checkWritable(*path); !problem.empty()) {
                 return fmt::format("cannot write the report file {}: {}", *path, problem);
@@ -484,6 +485,9 @@ bool Framework::writeReports(const Options& options, const RunReport& report) {
     try {
         if (!options.reportPath.empty()) {
             report.write(options.reportPath);
+        }
+        if (!options.htmlPath.empty()) {
+            writeReportFile(options.htmlPath, htmlReport(report));
         }
         if (!options.junitPath.empty()) {
             writeReportFile(options.junitPath, junitXml(report, kvo::hostName()));
@@ -560,7 +564,11 @@ int Framework::run(const Options& options) {
     output_ = std::make_unique<RunOutput>(kvo::cout(), options.json, isTerminal(kvo::cout()));
     report_ = std::make_unique<RunReport>(version_, deviceSource_->audioName(),
                                           deviceSource_->simulated());
-    report_->setContext(runContext(options, selected));
+    RunReport::Context context = runContext(options, selected);
+    if (!options.htmlPath.empty()) {
+        context.devices = deviceSource_->describeDevices(false);
+    }
+    report_->setContext(std::move(context));
 
     TestResult overall = TestResult::PASS();
     for (Test* test : selected) {

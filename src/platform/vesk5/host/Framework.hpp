@@ -83,7 +83,7 @@ private:
     std::string applyParameters(const Options& options, const std::vector<Test*>& selected);
     std::string prepareBaseDirectory(const Options& options);
     std::string applySettings(const Options& options);
-    // Why the --report or --junit file cannot be written, "" when both can.
+    // Why the --report, --html or --junit file cannot be written, "" when all can.
     static std::string unwritableReport(const Options& options);
     TestResult runTest(Test& test);
     void closeLogFile();

@@ -45,6 +45,8 @@ public:
         std::string audioDescription;
         std::string baseDirectory;
         std::string logFile;
+        // The devices found when the run began, as `devices` lists them; "" when not asked for.
+        std::string devices;
     };
 
     RunReport(std::string version, std::string audio, bool simulated);
@@ -53,6 +55,13 @@ public:
     // Why the run ended before any test started.
     void setError(std::string error) { error_ = std::move(error); }
     const std::vector<TestRecord>& tests() const { return tests_; }
+    const Context& context() const { return context_; }
+    const std::string& error() const { return error_; }
+    const std::string& version() const { return version_; }
+    const std::string& audio() const { return audio_; }
+    bool simulated() const { return simulated_; }
+    std::chrono::system_clock::time_point started() const { return started_; }
+    TestResult result() const { return result_; }
 
     TestRecord& beginTest(const std::string& name, const std::string& device);
     // The test running now, or null between tests.

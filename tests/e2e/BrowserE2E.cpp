@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+
+#include "HtmlPage.hpp"
+#include "ProgramRun.hpp"
+#include "support/TextCount.hpp"
+
+namespace kvo::test {
+namespace {
+
+std::string quoted(const std::string& text) {
+    std::string quoted = "'";
+    for (const char c : text) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+// What a shell command printed; its exit status goes to `status`.
+std::string outputOf(const std::string& command, int& status) {
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        status = -1;
+        return output;
+    }
+    char buffer[65536];
+    for (std::size_t read; (read = fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        output.append(buffer, read);
+    }
+    status = pclose(pipe);
+    return output;
+}
+
+// Headless Chromium with a profile of its own, so that runs side by side do
+// not share one; ended after two minutes rather than hanging the suite.
+std::string chromium(const TempDirectory& base, const std::string& arguments) {
+    return "timeout 120 " KVO_CHROMIUM
+           " --headless --no-sandbox --disable-gpu "
+           "--no-first-run --user-data-dir=" +
+           quoted(base.file("chromium-profile")) + " " + arguments + " 2>/dev/null";
+}
+
+struct RenderedPage {
+    std::string dom;
+    std::size_t screenshotColours = 0;
+};
+
+RenderedPage render(const TempDirectory& base) {
+    RenderedPage page;
+    const std::string url = quoted("file://" + base.file("report.html"));
+    int status = 0;
+    page.dom = outputOf(chromium(base, "--dump-dom " + url), status);
+    EXPECT_EQ(status, 0) << "chromium --dump-dom";
+    outputOf(chromium(base, "--hide-scrollbars --window-size=1000,1600 --screenshot=" +
+                                quoted(base.file("page.png")) + " " + url),
+             status);
+    EXPECT_EQ(status, 0) << "chromium --screenshot";
+    const std::string colours =
+        outputOf("identify -format %k " + quoted(base.file("page.png")), status);
+    EXPECT_EQ(status, 0) << "identify";
+    page.screenshotColours = colours.empty() ? 0 : std::stoul(colours);
+    return page;
+}
+
+// The page a browser builds shows every test's verdict, every check's figures
+// and spectrum with its marks, and is not blank on screen.
+void expectRendered(const ProgramRun& run, const RenderedPage& page) {
+    ASSERT_FALSE(page.dom.empty());
+    const std::string shown = visibleText(page.dom);
+    EXPECT_NE(page.dom.find("kvormicrophone report <span class=\"verdict"), std::string::npos);
+    for (const nlohmann::json& test : run.report["tests"]) {
+        EXPECT_NE(
+            shown.find(test["result"].get<std::string>() + " " + test["name"].get<std::string>() +
+                       " on " + test["device"].get<std::string>()),
+            std::string::npos)
+            << test.dump();
+    }
+    std::size_t tones = 0;
+    for (const nlohmann::json& test : run.report["tests"]) {
+        for (const nlohmann::json& check : test["checks"]) {
+            EXPECT_NE(shown.find(check["check"].get<std::string>()), std::string::npos)
+                << check["check"];
+            EXPECT_NE(shown.find(check["summary"].get<std::string>()), std::string::npos)
+                << check["summary"];
+            if (check["kind"] == "tone") {
+                ++tones;
+                char thdn[64];
+                std::snprintf(thdn, sizeof thdn, "THD+N%.1f dB",
+                              check["measurement"]["thdnDb"].get<double>());
+                EXPECT_NE(shown.find(thdn), std::string::npos) << thdn;
+            }
+        }
+    }
+    ASSERT_GT(tones, 0u);
+    EXPECT_EQ(countOf(page.dom, "<svg class=\"spectrum\""), tones);
+    EXPECT_EQ(countOf(page.dom, "<line class=\"expected\""), tones);
+    EXPECT_EQ(spectrumTraces(page.dom).size(), tones);
+    // A blank or unstyled page has a handful of colours; charts and verdicts, hundreds.
+    EXPECT_GT(page.screenshotColours, 100u);
+}
+
+TEST(BrowserE2E, ReportsOfHealthyDeadAndTwoMicrophonePcsRenderInChromium) {
+    for (const char* scenario : {"healthy-laptop", "dead-microphone", "two-microphones"}) {
+        SCOPED_TRACE(scenario);
+        TempDirectory base;
+        const ProgramRun run =
+            runOnSimulatedPc({"FrequencyToneTest", "IntegratedMicrophoneTest", "--param",
+                              "FrequencyList=440,1000,4000", "--html", base.file("report.html")},
+                             scenario, base);
+        ASSERT_EQ(run.exitCode, run.report["resultCode"].get<int>()) << run.errors;
+        const RenderedPage page = render(base);
+        expectRendered(run, page);
+        if (std::string(scenario) == "dead-microphone") {
+            EXPECT_NE(page.dom.find("<h1>kvormicrophone report <span class=\"verdict fail\">FAIL"),
+                      std::string::npos);
+            EXPECT_NE(visibleText(page.dom).find("no signal"), std::string::npos);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kvo::test
