@@ -16,6 +16,8 @@ constexpr double kLowestFrequency = 20.0;
 constexpr double kHighestFrequency = 22000.0;
 // Points per block of the early stages: 2^10 points, 16 KiB of real and imaginary parts.
 constexpr std::uint32_t kBlockStages = 10;
+// Factors computed at a time by the late stages of a plan without tables.
+constexpr std::size_t kFactorChunk = 512;
 
 kvo::Logger& logger() {
     static kvo::Logger* const instance = &kvo::Logger::get("libMath");
@@ -97,41 +99,37 @@ struct Work {
     const double* window;         // window value of the sample each point takes
     const std::int16_t* samples;  // zero-padded to the full length, or `count` long
     const std::uint32_t* reverse;
-    std::size_t size;
+    std::size_t size;  // points of the complex transform
     std::uint32_t stages;
     std::size_t count;  // samples given
-    // Without tables, for the stages after the blocks: the last stage's factors
-    // W[k], k < size / 2, of which stage s takes every 2^(stages - s)-th.
-    const double* lastRe;
-    const double* lastIm;
+    double span;        // padded length of the samples less one, the window's span
 };
 
-// Stage s's factors from j on: from the per-stage tables, or (`Strided`) every
-// `step`-th factor of the last stage, the same values.
-template <typename V, bool Strided>
-[[gnu::always_inline]] inline void loadFactors(V& to, const double* from, std::size_t j,
-                                               std::size_t step) {
-    if constexpr (Strided) {
-        for (std::size_t lane = 0; lane < Lanes<V>::count; ++lane) {
-            to[lane] = from[(j + lane) * step];
-        }
-    } else {
-        Lanes<V>::load(to, from + j);
-    }
+// The factor W[k] = (cos(2 pi k / 2^stages), -sin(2 pi k / 2^stages)). Scaling by a
+// power of two is exact in binary floating point, so W_s[k] has the bits of the
+// last stage's W[k 2^(stages - s)].
+void factorAt(std::uint32_t k, std::uint32_t stages, double& re, double& im) {
+    const double angle = k * kTwoPi / static_cast<double>(std::uint64_t{1} << stages);
+    re = std::cos(angle);
+    im = -std::sin(angle);
 }
 
-// The windowed sample that point k takes, from the plan's tables.
+// The windowed sample that point k takes, from the plan's tables: real input.
 struct TableInput {
+    static constexpr bool complex = false;
     const Work& w;
     double operator()(std::size_t k) const { return w.window[k] * w.samples[w.reverse[k]]; }
 };
 
-// The same values for one block of points at a time, computed as the tables
-// would hold them, for plans too large to keep the tables.
-struct ComputedInput {
-    const double* block;
+// The packed input of a plan without tables, one block of points at a time:
+// point k takes windowed samples 2j and 2j + 1 as real and imaginary part.
+struct PackedInput {
+    static constexpr bool complex = true;
+    const double* blockRe;
+    const double* blockIm;
     std::size_t begin;
-    double operator()(std::size_t k) const { return block[k - begin]; }
+    double operator()(std::size_t k) const { return blockRe[k - begin]; }
+    double imag(std::size_t k) const { return blockIm[k - begin]; }
 };
 
 // Point k's sample is the one at k with its `stages` bits reversed.
@@ -148,21 +146,24 @@ double hannAt(std::uint32_t i, double span) {
     return 0.5 - std::cos(i * kTwoPi / span) * 0.5;
 }
 
-// The windowed samples of points [begin, end) of a plan without tables. Kept
-// out of line, so that it is compiled as the plan's window is.
-[[gnu::noinline]] void computeBlockInput(const Work& w, std::size_t begin, std::size_t end,
-                                         double* block) {
-    const double span = static_cast<double>(w.size - 1);
+// The packed input of points [begin, end) of a plan without tables: point k
+// takes pair j, k with its `stages` bits reversed, samples 2j and 2j + 1 behind
+// the window over the padded length. Kept out of line, so that it is compiled
+// as the plan's window is.
+[[gnu::noinline]] void computePackedInput(const Work& w, std::size_t begin, std::size_t end,
+                                          double* blockRe, double* blockIm) {
     for (std::size_t k = begin; k < end; ++k) {
-        const std::uint32_t i = reverseBits(static_cast<std::uint32_t>(k), w.stages);
-        const std::int16_t sample = i < w.count ? w.samples[i] : std::int16_t{0};
-        block[k - begin] = hannAt(i, span) * sample;
+        const std::uint32_t i = 2 * reverseBits(static_cast<std::uint32_t>(k), w.stages);
+        const std::int16_t even = i < w.count ? w.samples[i] : std::int16_t{0};
+        const std::int16_t odd = i + 1 < w.count ? w.samples[i + 1] : std::int16_t{0};
+        blockRe[k - begin] = hannAt(i, w.span) * even;
+        blockIm[k - begin] = hannAt(i + 1, w.span) * odd;
     }
 }
 
 // Stages 1 and 2 of points [begin, end). The windowed samples go to their
 // bit-reversed places (the permutation is its own inverse, so point k takes
-// sample reverse[k]) with imaginary parts of +0, straight into W_1[0] on
+// sample reverse[k]) with imaginary parts of +0 for real input, straight into W_1[0] on
 // (0,1) and (2,3), then W_2[0] on (0,2) and W_2[1] on (1,3) of every four points.
 // A padding point takes window x 0, which is +0 as the window is never negative.
 template <typename Input>
@@ -179,6 +180,10 @@ template <typename Input>
         Pair br = {x(g + 1), x(g + 5)}, bi = zero;
         Pair cr = {x(g + 2), x(g + 6)}, ci = zero;
         Pair dr = {x(g + 3), x(g + 7)}, di = zero;
+        if constexpr (Input::complex) {
+            ai = Pair{x.imag(g), x.imag(g + 4)}, bi = Pair{x.imag(g + 1), x.imag(g + 5)};
+            ci = Pair{x.imag(g + 2), x.imag(g + 6)}, di = Pair{x.imag(g + 3), x.imag(g + 7)};
+        }
         butterfly(ar, ai, br, bi, w1r, w1i);
         butterfly(cr, ci, dr, di, w1r, w1i);
         butterfly(ar, ai, cr, ci, w20r, w20i);
@@ -194,35 +199,55 @@ template <typename Input>
     }
 }
 
-// Stages `stage` and `stage` + 1 of points [begin, end) in one pass over groups
-// of four: W_s[j] on (a,b) and (c,d), then W_s+1[j] on (a,c) and W_s+1[j+half]
-// on (b,d). Needs half >= the vector width.
-template <typename V, bool Strided = false>
+// The factors a pass of butterflies takes for j in [first, first + count),
+// indexed by j - first: W_s[j] in x, and for a second stage W_s+1[j] in y and
+// W_s+1[j + half] in z.
+struct Factors {
+    const double *xr, *xi, *yr, *yi, *zr, *zi;
+    std::size_t first;
+    std::size_t count;
+};
+
+// Stage s's factors for every j, from the plan's per-stage tables.
+// With `both`, the next stage's too.
+Factors tabledFactors(const Work& w, std::uint32_t stage, bool both) {
+    const std::size_t half = std::size_t{1} << (stage - 1);
+    if (!both) {
+        return {w.wr + half, w.wi + half, nullptr, nullptr, nullptr, nullptr, 0, half};
+    }
+    return {w.wr + half,
+            w.wi + half,
+            w.wr + 2 * half,
+            w.wi + 2 * half,
+            w.wr + 3 * half,
+            w.wi + 3 * half,
+            0,
+            half};
+}
+
+// Stages `stage` and `stage` + 1 of points [begin, end), for the j the factors
+// cover, in one pass over groups of four: W_s[j] on (a,b) and (c,d), then
+// W_s+1[j] on (a,c) and W_s+1[j+half] on (b,d). Needs half and the factors'
+// count to be multiples of the vector width.
+template <typename V>
 [[gnu::always_inline]] inline void twoStages(const Work& w, std::uint32_t stage, std::size_t begin,
-                                             std::size_t end) {
+                                             std::size_t end, const Factors& f) {
     using L = Lanes<V>;
     double* const re = w.re;
     double* const im = w.im;
     const std::size_t half = std::size_t{1} << (stage - 1);
-    const double* const w1r = Strided ? w.lastRe : w.wr + half;
-    const double* const w1i = Strided ? w.lastIm : w.wi + half;
-    const double* const w2r = Strided ? w.lastRe : w.wr + 2 * half;
-    const double* const w2i = Strided ? w.lastIm : w.wi + 2 * half;
-    const std::size_t step2 = Strided ? std::size_t{1} << (w.stages - stage - 1) : 1;
-    const std::size_t step1 = 2 * step2;
     for (std::size_t g = begin; g < end; g += 4 * half) {
-        for (std::size_t j = 0; j < half; j += L::count) {
-            const std::size_t a = g + j, b = a + half, c = b + half, d = c + half;
+        for (std::size_t n = 0; n < f.count; n += L::count) {
+            const std::size_t a = g + f.first + n, b = a + half, c = b + half, d = c + half;
             V ar, ai, br, bi, cr, ci, dr, di, xr, xi, yr, yi, zr, zi;
             L::load(ar, re + a), L::load(ai, im + a), L::load(br, re + b), L::load(bi, im + b);
             L::load(cr, re + c), L::load(ci, im + c), L::load(dr, re + d), L::load(di, im + d);
-            loadFactors<V, Strided>(xr, w1r, j, step1), loadFactors<V, Strided>(xi, w1i, j, step1);
+            L::load(xr, f.xr + n), L::load(xi, f.xi + n);
             butterfly(ar, ai, br, bi, xr, xi);
             butterfly(cr, ci, dr, di, xr, xi);
-            loadFactors<V, Strided>(yr, w2r, j, step2), loadFactors<V, Strided>(yi, w2i, j, step2);
+            L::load(yr, f.yr + n), L::load(yi, f.yi + n);
             butterfly(ar, ai, cr, ci, yr, yi);
-            loadFactors<V, Strided>(zr, w2r, j + half, step2);
-            loadFactors<V, Strided>(zi, w2i, j + half, step2);
+            L::load(zr, f.zr + n), L::load(zi, f.zi + n);
             butterfly(br, bi, dr, di, zr, zi);
             L::store(re + a, ar), L::store(im + a, ai), L::store(re + b, br);
             L::store(im + b, bi), L::store(re + c, cr), L::store(im + c, ci);
@@ -231,22 +256,20 @@ template <typename V, bool Strided = false>
     }
 }
 
-// Stage `stage` alone on points [begin, end). Needs half >= the vector width.
-template <typename V, bool Strided = false>
+// Stage `stage` alone on points [begin, end), for the j the factors cover
+// (x only). Same widths as above.
+template <typename V>
 [[gnu::always_inline]] inline void oneStage(const Work& w, std::uint32_t stage, std::size_t begin,
-                                            std::size_t end) {
+                                            std::size_t end, const Factors& f) {
     using L = Lanes<V>;
     const std::size_t half = std::size_t{1} << (stage - 1);
-    const double* const wr = Strided ? w.lastRe : w.wr + half;
-    const double* const wi = Strided ? w.lastIm : w.wi + half;
-    const std::size_t step = Strided ? std::size_t{1} << (w.stages - stage) : 1;
     for (std::size_t g = begin; g < end; g += 2 * half) {
-        for (std::size_t j = 0; j < half; j += L::count) {
-            const std::size_t a = g + j, b = a + half;
+        for (std::size_t n = 0; n < f.count; n += L::count) {
+            const std::size_t a = g + f.first + n, b = a + half;
             V ar, ai, br, bi, xr, xi;
             L::load(ar, w.re + a), L::load(ai, w.im + a);
             L::load(br, w.re + b), L::load(bi, w.im + b);
-            loadFactors<V, Strided>(xr, wr, j, step), loadFactors<V, Strided>(xi, wi, j, step);
+            L::load(xr, f.xr + n), L::load(xi, f.xi + n);
             butterfly(ar, ai, br, bi, xr, xi);
             L::store(w.re + a, ar), L::store(w.im + a, ai);
             L::store(w.re + b, br), L::store(w.im + b, bi);
@@ -254,15 +277,44 @@ template <typename V, bool Strided = false>
     }
 }
 
-// The stages from `first` on, over the whole array.
-template <typename V, bool Strided>
-[[gnu::always_inline]] inline void lateStages(const Work& w, std::uint32_t first) {
-    std::uint32_t stage = first;
-    for (; stage + 1 <= w.stages; stage += 2) {
-        twoStages<V, Strided>(w, stage, 0, w.size);
+// The factors of stage `stage` (and of the next when `both`) for j in
+// [first, first + kFactorChunk), into `scratch` (6 kFactorChunk values).
+[[gnu::noinline]] Factors computeFactors(std::uint32_t stage, bool both, std::size_t first,
+                                         double* scratch) {
+    double* const x = scratch;
+    double* const y = scratch + 2 * kFactorChunk;
+    double* const z = scratch + 4 * kFactorChunk;
+    const std::size_t half = std::size_t{1} << (stage - 1);
+    for (std::size_t n = 0; n < kFactorChunk; ++n) {
+        const auto j = static_cast<std::uint32_t>(first + n);
+        factorAt(j, stage, x[n], x[kFactorChunk + n]);
+        if (both) {
+            factorAt(j, stage + 1, y[n], y[kFactorChunk + n]);
+            factorAt(static_cast<std::uint32_t>(j + half), stage + 1, z[n], z[kFactorChunk + n]);
+        }
     }
-    if (stage == w.stages) {
-        oneStage<V, Strided>(w, stage, 0, w.size);
+    return {x, x + kFactorChunk, y, y + kFactorChunk, z, z + kFactorChunk, first, kFactorChunk};
+}
+
+// The stages from `first` on, over the whole array: with the plan's tables, or
+// (`scratch` not null) with factors computed a chunk at a time, for plans too
+// large to keep them.
+template <typename V>
+[[gnu::always_inline]] inline void lateStages(const Work& w, std::uint32_t first, double* scratch) {
+    std::uint32_t stage = first;
+    for (; stage <= w.stages; stage += 2) {
+        const bool both = stage + 1 <= w.stages;
+        const std::size_t half = std::size_t{1} << (stage - 1);
+        if (scratch == nullptr) {
+            both ? twoStages<V>(w, stage, 0, w.size, tabledFactors(w, stage, true))
+                 : oneStage<V>(w, stage, 0, w.size, tabledFactors(w, stage, false));
+            continue;
+        }
+        for (std::size_t j = 0; j < half; j += kFactorChunk) {
+            const Factors factors = computeFactors(stage, both, j, scratch);
+            both ? twoStages<V>(w, stage, 0, w.size, factors)
+                 : oneStage<V>(w, stage, 0, w.size, factors);
+        }
     }
 }
 
@@ -272,35 +324,53 @@ template <typename V, bool Strided>
 // stage: the early stages run block by block while a block fits the first
 // level cache, two stages at a time, and the late ones over the whole array.
 // Needs at least 3 stages.
-// `blockInput`, when not null, holds 2^kBlockStages values for a plan without tables.
+// `scratch`, when not null, holds 2^(kBlockStages + 1) and 6 kFactorChunk values
+// for a plan without tables, whose input is packed.
 template <typename V>
-[[gnu::always_inline]] inline void allStages(const Work& w, double* blockInput) {
+[[gnu::always_inline]] inline void allStages(const Work& w, double* scratch) {
     const std::uint32_t blockStages = std::min(w.stages, kBlockStages);
     const std::size_t block = std::size_t{1} << blockStages;
     for (std::size_t begin = 0; begin < w.size; begin += block) {
-        if (blockInput != nullptr) {
-            computeBlockInput(w, begin, begin + block, blockInput);
-            firstTwoStages(w, begin, begin + block, ComputedInput{blockInput, begin});
+        if (scratch != nullptr) {
+            computePackedInput(w, begin, begin + block, scratch, scratch + block);
+            firstTwoStages(w, begin, begin + block, PackedInput{scratch, scratch + block, begin});
         } else {
             firstTwoStages(w, begin, begin + block, TableInput{w});
         }
         std::uint32_t stage = 3;
         for (; stage + 1 <= blockStages; stage += 2) {
-            twoStages<V>(w, stage, begin, begin + block);
+            twoStages<V>(w, stage, begin, begin + block, tabledFactors(w, stage, true));
         }
         if (stage == blockStages) {
-            oneStage<V>(w, stage, begin, begin + block);
+            oneStage<V>(w, stage, begin, begin + block, tabledFactors(w, stage, false));
         }
     }
-    if (w.lastRe != nullptr) {
-        lateStages<V, true>(w, blockStages + 1);
-    } else {
-        lateStages<V, false>(w, blockStages + 1);
-    }
+    lateStages<V>(w, blockStages + 1, scratch == nullptr ? nullptr : scratch + 2 * block);
 }
 
-void allStagesBaseline(const Work& w, double* blockInput) {
-    allStages<Pair>(w, blockInput);
+void allStagesBaseline(const Work& w, double* scratch) {
+    allStages<Pair>(w, scratch);
+}
+
+// The spectrum X[0..half] of 2 half real samples from the transform Z of their
+// packing as half complex values, in place over half + 1 bins: with
+// E = (Z[k] + conj Z[half - k]) / 2 and O = (Z[k] - conj Z[half - k]) / 2i, the
+// transforms of the even and odd samples, X[k] = E + W[k] O and
+// X[half - k] = conj(E - W[k] O), W[k] the factor of the full length.
+void splitPacked(double* re, double* im, std::uint32_t half, std::uint32_t stages) {
+    const double zr = re[0], zi = im[0];
+    re[0] = zr + zi, im[0] = 0.0;
+    re[half] = zr - zi, im[half] = 0.0;
+    for (std::uint32_t k = 1; 2 * k <= half; ++k) {
+        const std::uint32_t m = half - k;
+        const double er = (re[k] + re[m]) * 0.5, ei = (im[k] - im[m]) * 0.5;
+        const double odr = (im[k] + im[m]) * 0.5, odi = (re[m] - re[k]) * 0.5;
+        double wr, wi;
+        factorAt(k, stages, wr, wi);
+        const double tr = wr * odr - wi * odi, ti = wr * odi + wi * odr;
+        re[k] = er + tr, im[k] = ei + ti;
+        re[m] = er - tr, im[m] = ti - ei;
+    }
 }
 
 std::atomic<bool> baselineOnly{false};
@@ -312,8 +382,8 @@ std::atomic<std::uint32_t> tablelessFrom{kDefaultTablelessFrom};
 #if defined(__x86_64__) || defined(__i386__)
 // The same operations four lanes wide, for processors that have AVX (chosen
 // at run time, so the program still runs on any x86-64).
-__attribute__((target("avx"))) void allStagesWide(const Work& w, double* blockInput) {
-    allStages<Quad>(w, blockInput);
+__attribute__((target("avx"))) void allStagesWide(const Work& w, double* scratch) {
+    allStages<Quad>(w, scratch);
 }
 
 bool useWide() {
@@ -321,8 +391,8 @@ bool useWide() {
     return available && !baselineOnly.load(std::memory_order_relaxed);
 }
 #else
-void allStagesWide(const Work& w, double* blockInput) {
-    allStages<Pair>(w, blockInput);
+void allStagesWide(const Work& w, double* scratch) {
+    allStages<Pair>(w, scratch);
 }
 
 bool useWide() {
@@ -342,42 +412,50 @@ void FFT::plan(std::uint32_t size) {
     while (size > 1 && (std::uint32_t{1} << stages_) < size) {
         ++stages_;
     }
-    real_.resize(size);
-    imag_.resize(size);
-    // Below 8 points the butterflies need the tables.
-    tableless_ = size >= std::max<std::uint32_t>(8, tablelessFrom.load(std::memory_order_relaxed));
+    // Below 16 points the packed transform has too few stages for the butterflies.
+    tableless_ = size >= std::max<std::uint32_t>(16, tablelessFrom.load(std::memory_order_relaxed));
+    // Without tables only the bins up to size / 2 are kept: the rest mirror them.
+    real_.resize(tableless_ ? size / 2 + 1 : size);
+    imag_.resize(tableless_ ? size / 2 + 1 : size);
 
     bitReverse_.resize(tableless_ ? 0 : size);
-    if (!tableless_) {
-        for (std::uint32_t k = 0; k < size; ++k) {
-            bitReverse_[k] = reverseBits(k, stages_);
+    windowReversed_.resize(tableless_ ? 0 : size);
+    padded_.resize(tableless_ ? 0 : size);
+    if (tableless_) {
+        // The packed transform of size / 2 points keeps tables for its blocks' stages
+        // only; the later ones compute their factors.
+        const std::uint32_t tabled = std::min(stages_ - 1, kBlockStages);
+        twiddleReal_.resize(std::size_t{1} << tabled);
+        twiddleImag_.resize(std::size_t{1} << tabled);
+        for (std::uint32_t stage = 1; stage <= tabled; ++stage) {
+            const std::uint32_t count = std::uint32_t{1} << (stage - 1);
+            for (std::uint32_t k = 0; k < count; ++k) {
+                factorAt(k, stage, twiddleReal_[count + k], twiddleImag_[count + k]);
+            }
         }
+        scratch_.resize((std::size_t{2} << tabled) + 6 * kFactorChunk);
+        planned_ = true;
+        return;
     }
+    scratch_.resize(0);
 
-    // W_s[k] has the angle k 2pi / 2^s. Scaling by a power of two is exact in
-    // binary floating point, so that angle is bit for bit the one of the last
-    // stage's W[k 2^(stages - s)]: the sines and cosines of the last stage
-    // serve every stage.
-    // Without tables and beyond the blocks' stages, the last stage's factors serve
-    // the late stages where they are: only the blocks' stages get tables of their own.
-    const bool sharedLast = tableless_ && stages_ > kBlockStages;
+    for (std::uint32_t k = 0; k < size; ++k) {
+        bitReverse_[k] = reverseBits(k, stages_);
+    }
+    // W_s[k] has the angle k 2pi / 2^s: bit for bit the last stage's
+    // W[k 2^(stages - s)], so the sines and cosines of the last stage serve
+    // every stage.
     const std::size_t used = size > 1 ? size : 0;
-    twiddleReal_.resize(sharedLast ? std::size_t{1} << kBlockStages : used);
-    twiddleImag_.resize(sharedLast ? std::size_t{1} << kBlockStages : used);
-    lastReal_.resize(sharedLast ? size / 2 : 0);
-    lastImag_.resize(sharedLast ? size / 2 : 0);
+    twiddleReal_.resize(used);
+    twiddleImag_.resize(used);
     if (stages_ > 0) {
         const std::uint32_t last = size / 2;
-        double* const lastReal = sharedLast ? lastReal_.data() : twiddleReal_.data() + last;
-        double* const lastImag = sharedLast ? lastImag_.data() : twiddleImag_.data() + last;
-        const double divisor = static_cast<double>(std::uint64_t{1} << stages_);
+        double* const lastReal = twiddleReal_.data() + last;
+        double* const lastImag = twiddleImag_.data() + last;
         for (std::uint32_t k = 0; k < last; ++k) {
-            const double angle = k * kTwoPi / divisor;
-            lastReal[k] = std::cos(angle);
-            lastImag[k] = -std::sin(angle);
+            factorAt(k, stages_, lastReal[k], lastImag[k]);
         }
-        const std::uint32_t tabled = sharedLast ? kBlockStages + 1 : stages_;
-        for (std::uint32_t stage = 1; stage < tabled; ++stage) {
+        for (std::uint32_t stage = 1; stage < stages_; ++stage) {
             const std::uint32_t count = std::uint32_t{1} << (stage - 1);
             const std::uint32_t stride = std::uint32_t{1} << (stages_ - stage);
             for (std::uint32_t k = 0; k < count; ++k) {
@@ -390,14 +468,9 @@ void FFT::plan(std::uint32_t size) {
     // The Hann window spans the padded length, so a count that is not a power
     // of two sees only its rising part. Kept in bit-reversed order, the order
     // in which the samples are taken.
-    windowReversed_.resize(tableless_ ? 0 : size);
-    padded_.resize(tableless_ ? 0 : size);
-    blockInput_.resize(tableless_ ? std::size_t{1} << kBlockStages : 0);
-    if (!tableless_) {
-        const double span = static_cast<double>(size - 1);
-        for (std::uint32_t k = 0; k < size; ++k) {
-            windowReversed_[k] = hannAt(bitReverse_[k], span);
-        }
+    const double span = static_cast<double>(size - 1);
+    for (std::uint32_t k = 0; k < size; ++k) {
+        windowReversed_[k] = hannAt(bitReverse_[k], span);
     }
     planned_ = true;
 }
@@ -414,8 +487,8 @@ bool FFT::prepare(unsigned count, double sampleRate, bool clearSpectrum) {
     plan(paddedSize(count));
     sampleRate_ = sampleRate;
     if (clearSpectrum && size_ > 0) {
-        std::memset(real_.data(), 0, size_ * sizeof(double));
-        std::memset(imag_.data(), 0, size_ * sizeof(double));
+        std::memset(real_.data(), 0, real_.size() * sizeof(double));
+        std::memset(imag_.data(), 0, imag_.size() * sizeof(double));
     }
     return true;
 }
@@ -427,7 +500,7 @@ bool FFT::Transform(const std::int16_t* samples, unsigned count, double sampleRa
         KVO_LOG_TAG(logger(), kvo::kLogError, 79, "Reset failed ");
         return false;
     }
-    if (real_.size() < count) {
+    if (size_ < count) {
         KVO_LOG_TAG(logger(), kvo::kLogError, 85, "There are too many data to transform.");
         return false;
     }
@@ -453,6 +526,27 @@ void FFT::useBaselineVectorsOnly(bool baseline) {
 }
 
 void FFT::butterflies(const std::int16_t* samples, std::size_t count) {
+    if (tableless_) {
+        // Samples 2j and 2j + 1 as one complex value: a transform of half the length.
+        const Work packed{real_.data(),
+                          imag_.data(),
+                          twiddleReal_.data(),
+                          twiddleImag_.data(),
+                          nullptr,
+                          samples,
+                          nullptr,
+                          size_ / 2,
+                          stages_ - 1,
+                          count,
+                          static_cast<double>(size_ - 1)};
+        if (useWide()) {
+            allStagesWide(packed, scratch_.data());
+        } else {
+            allStagesBaseline(packed, scratch_.data());
+        }
+        splitPacked(real_.data(), imag_.data(), size_ / 2, stages_);
+        return;
+    }
     const Work work{real_.data(),
                     imag_.data(),
                     twiddleReal_.data(),
@@ -463,14 +557,12 @@ void FFT::butterflies(const std::int16_t* samples, std::size_t count) {
                     size_,
                     stages_,
                     count,
-                    lastReal_.empty() ? nullptr : lastReal_.data(),
-                    lastImag_.empty() ? nullptr : lastImag_.data()};
-    double* const blockInput = tableless_ ? blockInput_.data() : nullptr;
+                    static_cast<double>(size_ - 1)};
     if (stages_ >= 3) {
         if (useWide()) {
-            allStagesWide(work, blockInput);
+            allStagesWide(work, nullptr);
         } else {
-            allStagesBaseline(work, blockInput);
+            allStagesBaseline(work, nullptr);
         }
         return;
     }
@@ -505,7 +597,7 @@ double FFT::dominantFrequency() const {
     if (!(sampleRate_ > 0.0 && std::isfinite(sampleRate_))) {
         // No bin can lie in the band, but scan as for any rate.
         double best = 0.0, bestAmplitude = 0.0;
-        for (std::uint32_t k = 0; k < n; ++k) {
+        for (std::uint32_t k = 0; k < real_.size(); ++k) {
             const double f = frequency(k);
             if (f > kLowestFrequency && f < kHighestFrequency && amplitude(k) > bestAmplitude) {
                 best = f;

@@ -44,21 +44,26 @@ public:
     double sqrtSize() const { return sqrtSize_; }
     // Empty for a plan without tables.
     const kvo::GrowableArray<std::uint32_t>& bitReverse() const { return bitReverse_; }
-    // Bin `k` of the last spectrum.
+    // Bin `k` of the last spectrum. Plans without tables keep the bins up to
+    // size / 2; those above mirror them, as for any real input.
     Complex spectrum(std::uint32_t k) const {
         KVO_ASSERT(k < size_);
-        return {real_[k], imag_[k]};
+        if (k < real_.size()) {
+            return {real_[k], imag_[k]};
+        }
+        return {real_[size_ - k], -imag_[size_ - k]};
     }
 
     // Restricts the butterflies to the two-lane code every x86-64 runs, instead
     // of the four-lane code chosen on processors with AVX; both give the same
     // bits. For tests and benchmarks.
     static void useBaselineVectorsOnly(bool baseline);
-    // Plans of at least `size` points (0: the default, 2^20) keep no window,
-    // bit-reversal or padding table and compute those values block by block
-    // instead, and their late stages take their factors from the last stage's:
-    // the same bits in 24 instead of 46 bytes per point, for the long
-    // transforms of long recordings. For tests.
+    // Plans of at least `size` points (0: the default, 2^20; never below 16)
+    // keep no window, bit-reversal, padding or late-stage factor table: they
+    // pack sample pairs as complex values, transform half the length in place
+    // and keep only the bins up to size / 2, 8 bytes per point for the long
+    // transforms of long recordings, equal to the tabled spectrum within
+    // rounding. For tests.
     static void keepNoTablesFrom(std::uint32_t size);
 
 private:
@@ -75,24 +80,22 @@ private:
     bool tableless_ = false;
     kvo::GrowableArray<std::uint32_t> bitReverse_;
     // The spectrum, real and imaginary parts apart so that butterflies run
-    // several at once.
+    // several at once: all bins, or without tables those up to size / 2.
     kvo::GrowableArray<double> real_;
     kvo::GrowableArray<double> imag_;
     // W_s[k] = (cos(2 pi k / 2^s), -sin(2 pi k / 2^s)) for k < 2^(s-1), the
     // only factors the butterflies use, at offset 2^(s-1) (entry 0 unused, so
-    // that every stage from 2 on starts 16-byte aligned).
+    // that every stage from 2 on starts 16-byte aligned). Without tables, for
+    // the blocks' stages only.
     kvo::GrowableArray<double> twiddleReal_;
     kvo::GrowableArray<double> twiddleImag_;
-    // Without tables, at more than 2^10 points: the twiddle tables hold only the
-    // first ten stages, and the last stage's factors W[k], k < size / 2, are here.
-    kvo::GrowableArray<double> lastReal_;
-    kvo::GrowableArray<double> lastImag_;
     // Hann window over the padded length, in bit-reversed order.
     kvo::GrowableArray<double> windowReversed_;
     // The samples of the current transform, zero-padded to the full length.
     kvo::GrowableArray<std::int16_t> padded_;
-    // Without tables: the windowed samples of the block being transformed.
-    kvo::GrowableArray<double> blockInput_;
+    // Without tables: the packed input of the block being transformed, then
+    // the factors of the late stages a chunk at a time.
+    kvo::GrowableArray<double> scratch_;
 };
 
 }  // namespace libMath
