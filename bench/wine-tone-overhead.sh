@@ -46,13 +46,13 @@ measure_stop() {
     wine "$program" run FrequencyToneTest --audio wasapi --base-dir "$base_dir" \
         --param FrequencyList="$(frequencies 6)" >"$work/out.stop" 2>&1 &
     local pid=$! sent ended
-    until grep -q "Playing a 1000 Hz tone" "$work/out.stop"; do sleep 0.05; done
+    until grep -qs "Playing a 1000 Hz tone" "$work/out.stop"; do sleep 0.05; done
     sleep 0.5
     sent=$(date +%s.%N)
     kill -INT "$pid"
     wait "$pid" || true
     ended=$(date +%s.%N)
-    echo "$(echo "($ended - $sent) * 1000" | bc -l) $(tail -1 "$work/out.stop")"
+    echo "$(echo "($ended - $sent) * 1000" | bc -l) $(grep "^FrequencyToneTest:" "$work/out.stop")"
 }
 
 wine "$program" devices --audio wasapi >/dev/null 2>&1  # Wine's own first start is not measured
