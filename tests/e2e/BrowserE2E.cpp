@@ -5,18 +5,11 @@
 
 #include "HtmlPage.hpp"
 #include "ProgramRun.hpp"
+#include "support/ShellQuote.hpp"
 #include "support/TextCount.hpp"
 
 namespace kvo::test {
 namespace {
-
-std::string quoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char c : text) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
-}
 
 // What a shell command printed; its exit status goes to `status`.
 std::string outputOf(const std::string& command, int& status) {
@@ -40,7 +33,7 @@ std::string chromium(const TempDirectory& base, const std::string& arguments) {
     return "timeout 120 " KVO_CHROMIUM
            " --headless --no-sandbox --disable-gpu "
            "--no-first-run --user-data-dir=" +
-           quoted(base.file("chromium-profile")) + " " + arguments + " 2>/dev/null";
+           shellQuoted(base.file("chromium-profile")) + " " + arguments + " 2>/dev/null";
 }
 
 struct RenderedPage {
@@ -50,16 +43,16 @@ struct RenderedPage {
 
 RenderedPage render(const TempDirectory& base) {
     RenderedPage page;
-    const std::string url = quoted("file://" + base.file("report.html"));
+    const std::string url = shellQuoted("file://" + base.file("report.html"));
     int status = 0;
     page.dom = outputOf(chromium(base, "--dump-dom " + url), status);
     EXPECT_EQ(status, 0) << "chromium --dump-dom";
     outputOf(chromium(base, "--hide-scrollbars --window-size=1000,1600 --screenshot=" +
-                                quoted(base.file("page.png")) + " " + url),
+                                shellQuoted(base.file("page.png")) + " " + url),
              status);
     EXPECT_EQ(status, 0) << "chromium --screenshot";
     const std::string colours =
-        outputOf("identify -format %k " + quoted(base.file("page.png")), status);
+        outputOf("identify -format %k " + shellQuoted(base.file("page.png")), status);
     EXPECT_EQ(status, 0) << "identify";
     page.screenshotColours = colours.empty() ? 0 : std::stoul(colours);
     return page;

@@ -1,4 +1,5 @@
 #include "ProgramRun.hpp"
+#include "support/ShellQuote.hpp"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -11,18 +12,10 @@
 namespace kvo::test {
 namespace {
 
-std::string quoted(const std::string& text) {
-    std::string result = "'";
-    for (const char c : text) {
-        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return result + "'";
-}
-
 // What a validator said about a file; "" when it accepted it.
 std::string validationProblems(const std::string& validator, const TempDirectory& base) {
     const std::string output = base.file("validation.txt");
-    const int status = std::system((validator + " > " + quoted(output) + " 2>&1").c_str());
+    const int status = std::system((validator + " > " + shellQuoted(output) + " 2>&1").c_str());
     return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? "" : readFile(output);
 }
 
@@ -43,18 +36,18 @@ ProgramRun collect(const std::string& command, const TempDirectory& base) {
     if (!report.empty()) {
         run.report = nlohmann::json::parse(report);
         // Every report the program writes holds to the schema it publishes.
-        EXPECT_EQ(
-            validationProblems("python3 " + quoted(KVO_SOURCE_DIR "/tests/validate_json.py") + " " +
-                                   quoted(KVO_SOURCE_DIR "/docs/schemas/report.schema.json") + " " +
-                                   quoted(base.file("report.json")),
-                               base),
-            "");
+        EXPECT_EQ(validationProblems(
+                      "python3 " + shellQuoted(KVO_SOURCE_DIR "/tests/validate_json.py") + " " +
+                          shellQuoted(KVO_SOURCE_DIR "/docs/schemas/report.schema.json") + " " +
+                          shellQuoted(base.file("report.json")),
+                      base),
+                  "");
     }
     run.junit = readFile(base.file("junit.xml"));
     if (!run.junit.empty()) {
         EXPECT_EQ(validationProblems("xmllint --noout --schema " +
-                                         quoted(KVO_SOURCE_DIR "/tests/junit.xsd") + " " +
-                                         quoted(base.file("junit.xml")),
+                                         shellQuoted(KVO_SOURCE_DIR "/tests/junit.xsd") + " " +
+                                         shellQuoted(base.file("junit.xml")),
                                      base),
                   "");
     }
@@ -72,11 +65,12 @@ std::string readFile(const std::string& path) {
 
 ProgramRun runProgram(const std::vector<std::string>& arguments, const TempDirectory& base,
                       const std::string& shellPrefix) {
-    std::string command = shellPrefix + " timeout -s KILL 60 " + quoted(KVO_PROGRAM);
+    std::string command = shellPrefix + " timeout -s KILL 60 " + shellQuoted(KVO_PROGRAM);
     for (const std::string& argument : arguments) {
-        command += " " + quoted(argument);
+        command += " " + shellQuoted(argument);
     }
-    command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
+    command += " > " + shellQuoted(base.file("stdout.txt")) + " 2> " +
+               shellQuoted(base.file("stderr.txt"));
     return collect(command, base);
 }
 
@@ -88,14 +82,14 @@ std::string scenarioFile(const std::string& scenario) {
 
 std::string machineRunCommand(const std::vector<std::string>& arguments, const std::string& machine,
                               const TempDirectory& base) {
-    std::string command = quoted(KVO_PROGRAM) + " run";
+    std::string command = shellQuoted(KVO_PROGRAM) + " run";
     for (const std::string& argument : arguments) {
-        command += " " + quoted(argument);
+        command += " " + shellQuoted(argument);
     }
     // Detail logging: several checks read lines that are logged at priority 1.
-    command += " --audio sim --log-level 1 --base-dir " + quoted(base.path());
+    command += " --audio sim --log-level 1 --base-dir " + shellQuoted(base.path());
     if (!machine.empty()) {
-        command += " --machine " + quoted(machine);
+        command += " --machine " + shellQuoted(machine);
     }
     return command;
 }
@@ -103,9 +97,10 @@ std::string machineRunCommand(const std::vector<std::string>& arguments, const s
 ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std::string& machine,
                             const TempDirectory& base) {
     std::string command = machineRunCommand(arguments, machine, base) + " --json";
-    command += " --report " + quoted(base.file("report.json"));
-    command += " --junit " + quoted(base.file("junit.xml"));
-    command += " > " + quoted(base.file("stdout.txt")) + " 2> " + quoted(base.file("stderr.txt"));
+    command += " --report " + shellQuoted(base.file("report.json"));
+    command += " --junit " + shellQuoted(base.file("junit.xml"));
+    command += " > " + shellQuoted(base.file("stdout.txt")) + " 2> " +
+               shellQuoted(base.file("stderr.txt"));
     return collect(command, base);
 }
 
@@ -119,7 +114,7 @@ ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std
 std::string textOfRunOnSimulatedPc(const std::vector<std::string>& arguments,
                                    const std::string& scenario, const TempDirectory& base) {
     const std::string command = machineRunCommand(arguments, scenarioFile(scenario), base) + " > " +
-                                quoted(base.file("stdout.txt")) + " 2>&1";
+                                shellQuoted(base.file("stdout.txt")) + " 2>&1";
     if (std::system(command.c_str()) == -1) {
         return "";
     }

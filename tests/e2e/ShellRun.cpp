@@ -6,18 +6,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "support/ShellQuote.hpp"
+
 namespace kvo::test {
-namespace {
-
-std::string quoted(const std::string& text) {
-    std::string result = "'";
-    for (const char c : text) {
-        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return result + "'";
-}
-
-}  // namespace
 
 std::string readWholeFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -38,23 +29,23 @@ std::vector<std::string> ShellRun::outLines() const {
 ShellRun runProgram(const std::vector<std::string>& arguments,
                     const std::vector<std::string>& environment, const std::string& directory,
                     const TempDirectory& scratch) {
-    std::string command = "cd " + quoted(directory) + " && env";
+    std::string command = "cd " + shellQuoted(directory) + " && env";
     // env(1) takes its -u options before its assignments.
     std::string assignments;
     for (const std::string& setting : environment) {
         if (setting.rfind("-u ", 0) == 0) {
-            command += " -u " + quoted(setting.substr(3));
+            command += " -u " + shellQuoted(setting.substr(3));
         } else {
-            assignments += " " + quoted(setting);
+            assignments += " " + shellQuoted(setting);
         }
     }
     command += assignments;
-    command += " " + quoted(KVO_PROGRAM);
+    command += " " + shellQuoted(KVO_PROGRAM);
     for (const std::string& argument : arguments) {
-        command += " " + quoted(argument);
+        command += " " + shellQuoted(argument);
     }
-    command += " > " + quoted(scratch.file("stdout.txt")) + " 2> " +
-               quoted(scratch.file("stderr.txt")) + " < /dev/null";
+    command += " > " + shellQuoted(scratch.file("stdout.txt")) + " 2> " +
+               shellQuoted(scratch.file("stderr.txt")) + " < /dev/null";
     ShellRun run;
     const int status = std::system(command.c_str());
     run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;

@@ -4,14 +4,9 @@
 
 #include <cmath>
 
+#include "ToneFigures.hpp"
+
 namespace kvormicrophone {
-namespace {
-
-// The band in which the analysis looks for the dominant frequency, both ends excluded.
-constexpr double kLowestHz = 20.0;
-constexpr double kHighestHz = 22000.0;
-
-}  // namespace
 
 std::uint32_t transformLengthFor(std::uint32_t rate) {
     // As the tone test cuts: the single-precision 0.6 of a one-second capture.
@@ -32,11 +27,11 @@ bool passesOnPerfectPath(std::uint32_t hz, std::uint32_t rate) {
     const double binWidth = rate / length;
     // The nearest bin, or the nearest inside the band the analysis scans.
     double bin = std::round(hz / binWidth);
-    if (bin * binWidth <= kLowestHz) {
-        bin = std::floor(kLowestHz / binWidth) + 1;
+    if (bin * binWidth <= ToneFigures::kLowestHz) {
+        bin = std::floor(ToneFigures::kLowestHz / binWidth) + 1;
     }
-    if (bin * binWidth >= kHighestHz) {
-        bin = std::ceil(kHighestHz / binWidth) - 1;
+    if (bin * binWidth >= ToneFigures::kHighestHz) {
+        bin = std::ceil(ToneFigures::kHighestHz / binWidth) - 1;
     }
     const double found = bin * binWidth;
     const double tolerance = length / rate;

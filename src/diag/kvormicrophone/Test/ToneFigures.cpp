@@ -7,9 +7,6 @@
 namespace kvormicrophone {
 namespace {
 
-constexpr double kFullScale = 32768.0;
-constexpr double kLowestHz = 20.0;
-constexpr double kHighestHz = 22000.0;
 constexpr double kLowSnrDb = 20.0;
 constexpr double kProminentPeakDb = 20.0;
 
@@ -111,7 +108,7 @@ ToneLevels toneLevels(const std::int16_t* samples, std::uint32_t count, double s
         sn = sn * stepCos + c * stepSin;
         c = nextC;
     }
-    const double fullScale = kFullScale * kFullScale;
+    const double fullScale = ToneFigures::kFullScale * ToneFigures::kFullScale;
     const double mean = weightedSum / windowSquares;
     levels.signal = std::max(0.0, weightedSquares / windowSquares - mean * mean) / fullScale;
     // Parseval over the window: a sinusoid's power, half at +f and half at -f.
@@ -151,8 +148,10 @@ ToneFigures measureTone(const std::int16_t* samples, std::uint32_t count, const 
                                   sample == std::numeric_limits<std::int16_t>::min();
     }
     if (count > 0) {
-        figures.rmsDbfs = ratioDb(sumOfSquares / count, kFullScale * kFullScale);
-        figures.peakDbfs = ratioDb(static_cast<double>(peak) * peak, kFullScale * kFullScale);
+        figures.rmsDbfs =
+            ratioDb(sumOfSquares / count, ToneFigures::kFullScale * ToneFigures::kFullScale);
+        figures.peakDbfs = ratioDb(static_cast<double>(peak) * peak,
+                                   ToneFigures::kFullScale * ToneFigures::kFullScale);
     }
 
     const ToneLevels levels = toneLevels(samples, count, fft.sampleRate(), expectedHz);
@@ -171,9 +170,10 @@ ToneFigures measureTone(const std::int16_t* samples, std::uint32_t count, const 
     const double binWidth = fft.sampleRate() / size;
     figures.binWidthHz = binWidth;
     // The found bin against the average bin of the band the analysis scans.
-    const auto first = static_cast<std::uint32_t>(std::floor(kLowestHz / binWidth)) + 1;
+    const auto first =
+        static_cast<std::uint32_t>(std::floor(ToneFigures::kLowestHz / binWidth)) + 1;
     const auto last = std::min<std::uint32_t>(
-        size / 2 + 1, static_cast<std::uint32_t>(std::ceil(kHighestHz / binWidth)));
+        size / 2 + 1, static_cast<std::uint32_t>(std::ceil(ToneFigures::kHighestHz / binWidth)));
     const auto foundBin = static_cast<std::uint32_t>(std::llround(foundHz / binWidth));
     double bandPower = 0.0;
     double foundPower = 0.0;

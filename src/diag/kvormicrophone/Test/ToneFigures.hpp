@@ -13,6 +13,11 @@ namespace kvormicrophone {
 // -3.01 dB RMS), as sox's `stats` shows them; digital silence reads kFloorDb.
 struct ToneFigures {
     static constexpr double kFloorDb = -150.0;
+    // The band the analysis looks for tones in (both ends excluded), and a
+    // 16-bit sample's full scale.
+    static constexpr double kLowestHz = 20.0;
+    static constexpr double kHighestHz = 22000.0;
+    static constexpr double kFullScale = 32768.0;
 
     double expectedHz = 0.0;
     double foundHz = 0.0;

@@ -8,9 +8,6 @@
 namespace kvormicrophone {
 namespace {
 
-constexpr double kLowestHz = 20.0;
-constexpr double kHighestHz = 22000.0;
-constexpr double kFullScale = 32768.0;
 constexpr double kTwoPi = 6.283185307179586;
 
 // The sum of the Hann window over the samples: it spans the padded length, so
@@ -35,15 +32,15 @@ std::vector<std::pair<double, double>> toneSpectrum(const libMath::FFT& fft, std
         return spectrum;
     }
     const double binHz = fft.sampleRate() / size;
-    const double highestHz = std::min(kHighestHz, fft.sampleRate() / 2);
-    if (!(highestHz > kLowestHz)) {
+    const double highestHz = std::min(ToneFigures::kHighestHz, fft.sampleRate() / 2);
+    if (!(highestHz > ToneFigures::kLowestHz)) {
         return spectrum;
     }
     // A sine of amplitude A gives a bin of A * window / 2; its RMS is A / sqrt(2).
-    const double toLevel = std::sqrt(2.0) / (window * kFullScale);
-    const double bandRatio = std::pow(highestHz / kLowestHz, 1.0 / points);
-    auto bin = static_cast<std::uint32_t>(std::ceil(kLowestHz / binHz));
-    double bandEnd = kLowestHz;
+    const double toLevel = std::sqrt(2.0) / (window * ToneFigures::kFullScale);
+    const double bandRatio = std::pow(highestHz / ToneFigures::kLowestHz, 1.0 / points);
+    auto bin = static_cast<std::uint32_t>(std::ceil(ToneFigures::kLowestHz / binHz));
+    double bandEnd = ToneFigures::kLowestHz;
     for (std::uint32_t band = 0; band < points; ++band) {
         bandEnd = band + 1 == points ? highestHz : bandEnd * bandRatio;
         double strongest = -1.0;
