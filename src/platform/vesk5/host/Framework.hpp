@@ -73,6 +73,9 @@ public:
     std::string versionText() const { return version_; }
 
 private:
+    static const std::vector<AudioChoice>& audioChoices();
+    // The audio system the options name, opened; one without devices when the build has none.
+    static std::unique_ptr<DeviceSource> openDevices(const Options& options);
     int list(bool json);
     int devices(const Options& options);
     int run(const Options& options);
