@@ -105,6 +105,9 @@ protected:
         ASSERT_NE(backend, nullptr) << target_->backend() << " is not in this build's table";
         session_ = backend->open(target_->options());
         system_ = &session_->system();
+        speaker_ = endpoint(target_->speaker());
+        microphone_ = endpoint(target_->microphone());
+        ASSERT_TRUE(speaker_ && microphone_);
     }
     void TearDown() override { session_.reset(); }
 
@@ -115,6 +118,8 @@ protected:
     static Target* target_;
     std::unique_ptr<BackendSession> session_;
     AudioSystem* system_ = nullptr;
+    AudioDevicePtr speaker_;
+    AudioDevicePtr microphone_;
 };
 
 template <typename Target>
@@ -136,23 +141,19 @@ TYPED_TEST_P(AudioContract, EnumerationsReturnTheCountsOfWhatTheyList) {
 
     std::uint32_t onCards = 0;
     for (const SoundCardPtr& card : cards) {
-        kvo::Array<AudioDevicePtr> render;
-        kvo::Array<AudioDevicePtr> capture;
-        const std::uint32_t renderCount = card->allPlaybackDevice(render);
-        const std::uint32_t captureCount = card->microphoneEndpointDevice(capture);
-        EXPECT_EQ(renderCount, render.size()) << card->name();
-        EXPECT_EQ(captureCount, capture.size()) << card->name();
-        for (const AudioDevicePtr& endpoint : render) {
-            EXPECT_EQ(endpoint->dataFlow(), eRender) << endpoint->id();
+        for (const EDataFlow flow : {eRender, eCapture}) {
+            kvo::Array<AudioDevicePtr> listed;
+            const std::uint32_t count = flow == eRender ? card->allPlaybackDevice(listed)
+                                                        : card->microphoneEndpointDevice(listed);
+            EXPECT_EQ(count, listed.size()) << card->name();
+            for (const AudioDevicePtr& endpoint : listed) {
+                EXPECT_EQ(endpoint->dataFlow(), flow) << endpoint->id();
+            }
+            onCards += count;
         }
-        for (const AudioDevicePtr& endpoint : capture) {
-            EXPECT_EQ(endpoint->dataFlow(), eCapture) << endpoint->id();
-        }
-        onCards += render.size() + capture.size();
     }
     kvo::Array<AudioDevicePtr> all;
-    const std::uint32_t listed = system.endpoints(eAll, DEVICE_STATEMASK_ALL, all);
-    EXPECT_EQ(listed, onCards);
+    EXPECT_EQ(system.endpoints(eAll, DEVICE_STATEMASK_ALL, all), onCards);
     EXPECT_EQ(all.size(), onCards);
 
     kvo::Array<AudioDevicePtr> active;
@@ -167,94 +168,71 @@ TYPED_TEST_P(AudioContract, EnumerationsReturnTheCountsOfWhatTheyList) {
         EXPECT_EQ(preferred->dataFlow(), flow);
         EXPECT_TRUE(preferred->isDefaultEndpoint()) << preferred->id();
     }
-    const AudioDevicePtr speaker = this->endpoint(this->target().speaker());
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(speaker && microphone);
-    EXPECT_EQ(speaker->dataFlow(), eRender);
-    EXPECT_EQ(microphone->dataFlow(), eCapture);
-    EXPECT_TRUE(speaker->refresh());
-    EXPECT_EQ(speaker->state(), DEVICE_STATE_ACTIVE);
+    EXPECT_EQ(this->speaker_->dataFlow(), eRender);
+    EXPECT_EQ(this->microphone_->dataFlow(), eCapture);
+    EXPECT_TRUE(this->speaker_->refresh());
+    EXPECT_EQ(this->speaker_->state(), DEVICE_STATE_ACTIVE);
 }
 
 TYPED_TEST_P(AudioContract, StreamObjectsRefuseWhatTheCallerMayNotAskAndSayWhy) {
-    AudioSystem& system = this->system();
-    const AudioDevicePtr speaker = this->endpoint(this->target().speaker());
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(speaker && microphone);
-    auto capture = system.createAudioCaptureEx();
-    auto renderer = system.createAudioRendererEx();
+    const AudioDevicePtr& speaker = this->speaker_;
+    const AudioDevicePtr& microphone = this->microphone_;
+    auto capture = this->system().createAudioCaptureEx();
+    auto renderer = this->system().createAudioRendererEx();
     EXPECT_EQ(capture->lastError(), kOk);
 
     libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*microphone), 2000);
-    EXPECT_FALSE(capture->start({}));
-    EXPECT_EQ(capture->lastError(), kNotInitialized);
-    EXPECT_FALSE(capture->initialize(nullptr, &recording));
-    EXPECT_EQ(capture->lastError(), kPointer);
-    EXPECT_FALSE(capture->initialize(microphone, nullptr));
-    EXPECT_EQ(capture->lastError(), kPointer);
-    EXPECT_FALSE(capture->initialize(std::make_shared<ForeignEndpoint>(eCapture), &recording));
-    EXPECT_EQ(capture->lastError(), kInvalidArg);
-    EXPECT_FALSE(capture->initialize(speaker, &recording));
-    EXPECT_EQ(capture->lastError(), kWrongEndpointType);
     libAudio::StaticPCMBuffer empty = makeBuffer(recording.format.Format, 0);
-    EXPECT_FALSE(capture->initialize(microphone, &empty));
-    EXPECT_EQ(capture->lastError(), kInvalidArg);
     // Consistent, but no device offers it.
     libAudio::StaticPCMBuffer odd = makeBuffer(makePcmFormat(6, 12345, 24), 100);
-    ASSERT_TRUE(failed(microphone->isFormatSupported(odd.format.Format, capture->shareMode())));
-    EXPECT_FALSE(capture->initialize(microphone, &odd));
-    EXPECT_EQ(capture->lastError(),
-              microphone->isFormatSupported(odd.format.Format, capture->shareMode()));
+    const HResult oddRefused =
+        microphone->isFormatSupported(odd.format.Format, capture->shareMode());
+    ASSERT_TRUE(failed(oddRefused));
+    const auto foreign = std::make_shared<ForeignEndpoint>(eCapture);
+    EXPECT_EQ(refusal(capture->start({}), *capture), kNotInitialized);
+    EXPECT_EQ(refusal(capture->initialize(nullptr, &recording), *capture), kPointer);
+    EXPECT_EQ(refusal(capture->initialize(microphone, nullptr), *capture), kPointer);
+    EXPECT_EQ(refusal(capture->initialize(foreign, &recording), *capture), kInvalidArg);
+    EXPECT_EQ(refusal(capture->initialize(speaker, &recording), *capture), kWrongEndpointType);
+    EXPECT_EQ(refusal(capture->initialize(microphone, &empty), *capture), kInvalidArg);
+    EXPECT_EQ(refusal(capture->initialize(microphone, &odd), *capture), oddRefused);
 
     // A success clears the last error; a second start while running is refused.
     ASSERT_TRUE(capture->initialize(microphone, &recording));
     EXPECT_EQ(capture->lastError(), kOk);
     ASSERT_TRUE(capture->start({}));
-    EXPECT_FALSE(capture->start({}));
-    EXPECT_EQ(capture->lastError(), kNotStopped);
+    EXPECT_EQ(refusal(capture->start({}), *capture), kNotStopped);
     EXPECT_TRUE(capture->stop());
     EXPECT_FALSE(capture->isStillRecording());
     EXPECT_EQ(capture->threadExitCode(), 0);
 
     libAudio::StaticPCMBuffer tone = makeTone(sixteenBitFormat(*speaker), 1000.0, 200);
-    EXPECT_FALSE(renderer->play(1, {}));
-    EXPECT_EQ(renderer->lastError(), kNotInitialized);
+    EXPECT_EQ(refusal(renderer->play(1, {}), *renderer), kNotInitialized);
     EXPECT_TRUE(renderer->compatibleFormat().empty());
-    EXPECT_FALSE(renderer->initialize(microphone, &tone));
-    EXPECT_EQ(renderer->lastError(), kWrongEndpointType);
+    EXPECT_EQ(refusal(renderer->initialize(microphone, &tone), *renderer), kWrongEndpointType);
     ASSERT_TRUE(renderer->initialize(speaker, &tone));
     EXPECT_FALSE(renderer->compatibleFormat().empty());
-    EXPECT_FALSE(renderer->play(0, {}));
-    EXPECT_EQ(renderer->lastError(), kInvalidArg);
+    EXPECT_EQ(refusal(renderer->play(0, {}), *renderer), kInvalidArg);
     ASSERT_TRUE(renderer->play(1, {}));
-    EXPECT_FALSE(renderer->play(1, {}));
-    EXPECT_EQ(renderer->lastError(), kNotStopped);
+    EXPECT_EQ(refusal(renderer->play(1, {}), *renderer), kNotStopped);
     EXPECT_TRUE(renderer->stop());
     EXPECT_FALSE(renderer->isStillPlaying());
 }
 
 TYPED_TEST_P(AudioContract, ACaptureFillsItsBufferInClockTimeAndEndsByItself) {
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(microphone);
     auto capture = this->system().createAudioCaptureEx();
-    libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*microphone), 300);
+    libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*this->microphone_), 300);
     const std::size_t whole = recording.pcmStorage.size();
     // A partial frame at the end of the storage is left alone.
     recording.pcmStorage.resize(whole + 1);
     recording.position = 12345;
-    ASSERT_TRUE(capture->initialize(microphone, &recording));
     const kvo::Stopwatch watch;
-    ASSERT_TRUE(capture->start({}));
-    EXPECT_TRUE(waitWhile([&] { return capture->isStillRecording(); }));
+    EXPECT_EQ(recordToEnd(*capture, this->microphone_, recording), 0);
     EXPECT_GE(watch.elapsedMs(), 290U) << "300 ms of audio take 300 ms of clock time";
-    EXPECT_EQ(capture->threadExitCode(), 0);
     EXPECT_EQ(recording.position, whole);
 }
 
 TYPED_TEST_P(AudioContract, TheStopCallbackIsAskedOnTheStreamThreadAndEndsNormally) {
-    const AudioDevicePtr speaker = this->endpoint(this->target().speaker());
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(speaker && microphone);
     const std::thread::id caller = std::this_thread::get_id();
     std::atomic<int> asked{0};
     std::atomic<bool> askedOnCaller{false};
@@ -264,18 +242,15 @@ TYPED_TEST_P(AudioContract, TheStopCallbackIsAskedOnTheStreamThreadAndEndsNormal
     };
 
     auto capture = this->system().createAudioCaptureEx();
-    libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*microphone), 5000);
-    ASSERT_TRUE(capture->initialize(microphone, &recording));
-    ASSERT_TRUE(capture->start(stopAfterTenPackets));
-    EXPECT_TRUE(waitWhile([&] { return capture->isStillRecording(); }));
-    EXPECT_EQ(capture->threadExitCode(), 0);
+    libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*this->microphone_), 5000);
+    EXPECT_EQ(recordToEnd(*capture, this->microphone_, recording, stopAfterTenPackets), 0);
     EXPECT_EQ(asked.load(), 10);
     EXPECT_LT(recording.position, recording.pcmStorage.size());
 
     asked.store(0);
     auto renderer = this->system().createAudioRendererEx();
-    libAudio::StaticPCMBuffer tone = makeTone(sixteenBitFormat(*speaker), 1000.0, 1000);
-    ASSERT_TRUE(renderer->initialize(speaker, &tone));
+    libAudio::StaticPCMBuffer tone = makeTone(sixteenBitFormat(*this->speaker_), 1000.0, 1000);
+    ASSERT_TRUE(renderer->initialize(this->speaker_, &tone));
     ASSERT_TRUE(renderer->play(30, stopAfterTenPackets));
     EXPECT_TRUE(waitWhile([&] { return renderer->isStillPlaying(); }));
     EXPECT_EQ(asked.load(), 10);
@@ -283,25 +258,18 @@ TYPED_TEST_P(AudioContract, TheStopCallbackIsAskedOnTheStreamThreadAndEndsNormal
 }
 
 TYPED_TEST_P(AudioContract, ATimeoutEndsACaptureWithItsOwnCode) {
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(microphone);
     auto capture = this->system().createAudioCaptureEx();
-    libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*microphone), 5000);
+    libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*this->microphone_), 5000);
     capture->setTimeout(100);
-    ASSERT_TRUE(capture->initialize(microphone, &recording));
-    ASSERT_TRUE(capture->start({}));
-    EXPECT_TRUE(waitWhile([&] { return capture->isStillRecording(); }));
-    EXPECT_EQ(capture->threadExitCode(), kCaptureTimedOut);
+    EXPECT_EQ(recordToEnd(*capture, this->microphone_, recording), kCaptureTimedOut);
     EXPECT_EQ(capture->lastError(), kOk) << "the end of a capture is not a failed call";
     EXPECT_LT(recording.position, recording.pcmStorage.size());
 }
 
 TYPED_TEST_P(AudioContract, APlaybackRunsItsRepetitionsOutAndEndsByItself) {
-    const AudioDevicePtr speaker = this->endpoint(this->target().speaker());
-    ASSERT_TRUE(speaker);
     auto renderer = this->system().createAudioRendererEx();
-    libAudio::StaticPCMBuffer tone = makeTone(sixteenBitFormat(*speaker), 440.0, 200);
-    ASSERT_TRUE(renderer->initialize(speaker, &tone));
+    libAudio::StaticPCMBuffer tone = makeTone(sixteenBitFormat(*this->speaker_), 440.0, 200);
+    ASSERT_TRUE(renderer->initialize(this->speaker_, &tone));
     const kvo::Stopwatch watch;
     ASSERT_TRUE(renderer->play(2, {}));
     EXPECT_TRUE(renderer->isStillPlaying());
@@ -310,73 +278,52 @@ TYPED_TEST_P(AudioContract, APlaybackRunsItsRepetitionsOutAndEndsByItself) {
     EXPECT_TRUE(renderer->stop());
 }
 
+// The modern stream objects in the endpoint's own format, then the legacy wave
+// objects in 44.1 kHz stereo: each hears the tone the other plays.
 TYPED_TEST_P(AudioContract, AToneIsHeardThroughTheLoopbackFromSamplesCopiedAtPlay) {
     KVO_REQUIRE_FEATURE(Feature::Loopback);
-    const AudioDevicePtr speaker = this->endpoint(this->target().speaker());
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(speaker && microphone);
-    auto renderer = this->system().createAudioRendererEx();
-    auto capture = this->system().createAudioCaptureEx();
-    libAudio::StaticPCMBuffer tone = makeTone(sixteenBitFormat(*speaker), 1000.0, 1000);
-    libAudio::StaticPCMBuffer recording = makeBuffer(sixteenBitFormat(*microphone), 1000);
-    ASSERT_TRUE(renderer->initialize(speaker, &tone));
-    ASSERT_TRUE(capture->initialize(microphone, &recording));
-    ASSERT_TRUE(renderer->play(3, {}));
-    // The playback has its own copy: what the caller does with the buffer now is not heard.
-    std::fill(tone.pcmStorage.data(), tone.pcmStorage.data() + tone.pcmStorage.size(), 0);
-    ASSERT_TRUE(capture->start({}));
-    EXPECT_TRUE(waitWhile([&] { return capture->isStillRecording(); }));
-    EXPECT_EQ(capture->threadExitCode(), 0);
-    renderer->stop();
-    const double heard = toneLevel(recording, 1000.0);
-    EXPECT_GT(heard, 0.001) << "the microphone hears the speaker";
-    EXPECT_GT(heard, 20.0 * toneLevel(recording, 1500.0)) << "and hears a tone, not noise";
-}
-
-TYPED_TEST_P(AudioContract, TheWaveObjectsHearTheSameToneThroughTheWaveDevices) {
-    KVO_REQUIRE_FEATURE(Feature::Loopback);
-    const AudioDevicePtr speaker = this->endpoint(this->target().speaker());
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(speaker && microphone);
-    auto renderer = this->system().createAudioRendererLegacyWave();
-    auto capture = this->system().createAudioCaptureLegacyWave();
-    EXPECT_EQ(capture->shareMode(), AUDCLNT_SHAREMODE_SHARED);
+    struct Pair {
+        std::unique_ptr<AudioRenderer> renderer;
+        std::unique_ptr<AudioCapture> capture;
+        WAVEFORMATEX speakerFormat, microphoneFormat;
+    };
     const WAVEFORMATEX wave = makePcmFormat(2, 44100, 16);
-    libAudio::StaticPCMBuffer tone = makeTone(wave, 1000.0, 1000);
-    libAudio::StaticPCMBuffer recording = makeBuffer(wave, 1000);
-    ASSERT_TRUE(renderer->initialize(speaker, &tone));
-    ASSERT_TRUE(capture->initialize(microphone, &recording));
-    ASSERT_TRUE(renderer->play(3, {}));
-    ASSERT_TRUE(capture->start({}));
-    EXPECT_TRUE(waitWhile([&] { return capture->isStillRecording(); }));
-    EXPECT_EQ(capture->threadExitCode(), 0);
-    EXPECT_EQ(recording.position, recording.pcmStorage.size());
-    renderer->stop();
-    const double heard = toneLevel(recording, 1000.0);
-    EXPECT_GT(heard, 0.001);
-    EXPECT_GT(heard, 20.0 * toneLevel(recording, 1500.0));
+    Pair pairs[] = {{this->system().createAudioRendererEx(), this->system().createAudioCaptureEx(),
+                     sixteenBitFormat(*this->speaker_), sixteenBitFormat(*this->microphone_)},
+                    {this->system().createAudioRendererLegacyWave(),
+                     this->system().createAudioCaptureLegacyWave(), wave, wave}};
+    EXPECT_EQ(pairs[1].capture->shareMode(), AUDCLNT_SHAREMODE_SHARED);
+    for (Pair& pair : pairs) {
+        SCOPED_TRACE(pair.speakerFormat.nSamplesPerSec);
+        libAudio::StaticPCMBuffer tone = makeTone(pair.speakerFormat, 1000.0, 1000);
+        libAudio::StaticPCMBuffer recording = makeBuffer(pair.microphoneFormat, 1000);
+        ASSERT_TRUE(pair.renderer->initialize(this->speaker_, &tone));
+        ASSERT_TRUE(pair.renderer->play(3, {}));
+        // The playback has its own copy: what the caller does with the buffer now is not heard.
+        std::fill(tone.pcmStorage.data(), tone.pcmStorage.data() + tone.pcmStorage.size(), 0);
+        EXPECT_EQ(recordToEnd(*pair.capture, this->microphone_, recording), 0);
+        EXPECT_EQ(recording.position, recording.pcmStorage.size());
+        pair.renderer->stop();
+        const double heard = toneLevel(recording, 1000.0);
+        EXPECT_GT(heard, 0.001) << "the microphone hears the speaker";
+        EXPECT_GT(heard, 20.0 * toneLevel(recording, 1500.0)) << "and hears a tone, not noise";
+    }
 }
 
 TYPED_TEST_P(AudioContract, WaveDevicesRefuseWhatWinmmRefusesAndRecordAndPlayOtherwise) {
-    const AudioDevicePtr microphone = this->endpoint(this->target().microphone());
-    ASSERT_TRUE(microphone);
     auto waveIn = this->system().createWaveIn();
     auto waveOut = this->system().createWaveOut();
     const WAVEFORMATEX wave = makePcmFormat(2, 44100, 16);
     libAudio::StaticPCMBuffer recording = makeBuffer(wave, 200);
     libAudio::StaticPCMBuffer tone = makeTone(wave, 1000.0, 100);
-
-    EXPECT_FALSE(waveIn->start());
-    EXPECT_EQ(waveIn->errorCode(), kNotInitialized);
-    EXPECT_FALSE(waveIn->open(1000, &recording));
-    EXPECT_EQ(waveIn->errorCode(), kNotFound);
     libAudio::StaticPCMBuffer floatTrack = makeBuffer(wave, 100);
     floatTrack.format.Format.wFormatTag = WAVE_FORMAT_IEEE_FLOAT;
-    EXPECT_FALSE(waveOut->open(WAVE_MAPPER_ID, floatTrack));
-    EXPECT_EQ(waveOut->errorCode(), kUnsupportedFormat);
+    EXPECT_EQ(refusal(waveIn->start(), *waveIn), kNotInitialized);
+    EXPECT_EQ(refusal(waveIn->open(1000, &recording), *waveIn), kNotFound);
+    EXPECT_EQ(refusal(waveOut->open(WAVE_MAPPER_ID, floatTrack), *waveOut), kUnsupportedFormat);
 
     std::uint32_t waveId = 0;
-    ASSERT_TRUE(microphone->waveLegacyDeviceID(waveId));
+    ASSERT_TRUE(this->microphone_->waveLegacyDeviceID(waveId));
     ASSERT_TRUE(waveIn->open(waveId, &recording));
     ASSERT_TRUE(waveIn->start());
     EXPECT_EQ(waveIn->errorCode(), 0);
@@ -388,8 +335,7 @@ TYPED_TEST_P(AudioContract, WaveDevicesRefuseWhatWinmmRefusesAndRecordAndPlayOth
     EXPECT_FALSE(waveIn->start());
 
     ASSERT_TRUE(waveOut->open(WAVE_MAPPER_ID, tone));
-    EXPECT_FALSE(waveOut->start(0));
-    EXPECT_EQ(waveOut->errorCode(), kInvalidArg);
+    EXPECT_EQ(refusal(waveOut->start(0), *waveOut), kInvalidArg);
     ASSERT_TRUE(waveOut->start(2));
     EXPECT_EQ(waveOut->errorCode(), 0);
     EXPECT_TRUE(waitWhile([&] { return waveOut->stillPlaying(); }, 10000));
@@ -399,9 +345,8 @@ TYPED_TEST_P(AudioContract, WaveDevicesRefuseWhatWinmmRefusesAndRecordAndPlayOth
 
 TYPED_TEST_P(AudioContract, VolumeAndMuteComeBackAsTheyWereSet) {
     KVO_REQUIRE_FEATURE(Feature::VolumeControl);
-    for (const std::string& id : {this->target().speaker(), this->target().microphone()}) {
-        const AudioDevicePtr endpoint = this->endpoint(id);
-        ASSERT_TRUE(endpoint);
+    for (const AudioDevicePtr& endpoint : {this->speaker_, this->microphone_}) {
+        const std::string& id = endpoint->id();
         const auto volume = endpoint->volumeControl();
         ASSERT_TRUE(volume) << id;
         std::uint32_t savedPercent = 0;
@@ -409,7 +354,7 @@ TYPED_TEST_P(AudioContract, VolumeAndMuteComeBackAsTheyWereSet) {
         ASSERT_TRUE(volume->getVolumeLevel(savedPercent)) << id;
         ASSERT_TRUE(volume->getMute(savedMute)) << id;
 
-        for (const std::uint32_t percent : {30U, 50U, 100U}) {
+        for (const std::uint32_t percent : {30U, 50U, 100U, savedPercent}) {
             EXPECT_TRUE(volume->setVolumeLevel(percent)) << id;
             std::uint32_t read = 0;
             EXPECT_TRUE(volume->getVolumeLevel(read)) << id;
@@ -427,11 +372,6 @@ TYPED_TEST_P(AudioContract, VolumeAndMuteComeBackAsTheyWereSet) {
         EXPECT_GT(channels, 0U) << id;
         float scalar = 0.0F;
         EXPECT_FALSE(volume->channelVolumeLevel(channels, scalar)) << id << ": no such channel";
-
-        EXPECT_TRUE(volume->setVolumeLevel(savedPercent)) << id;
-        std::uint32_t restored = 0;
-        EXPECT_TRUE(volume->getVolumeLevel(restored)) << id;
-        EXPECT_EQ(restored, savedPercent) << id;
     }
 }
 
@@ -451,8 +391,7 @@ TYPED_TEST_P(AudioContract, AnEndpointOutlivesItsDeviceAndItsStreamsEndAsInvalid
     // Gone: either the endpoint cannot be reached, or it says it is not active.
     const bool reached = microphone->refresh();
     EXPECT_TRUE(!reached || microphone->state() != DEVICE_STATE_ACTIVE) << microphone->id();
-    EXPECT_FALSE(capture->start({}));
-    EXPECT_EQ(capture->lastError(), kDeviceInvalidated);
+    EXPECT_EQ(refusal(capture->start({}), *capture), kDeviceInvalidated);
     // Its other operations answer without crashing.
     kvo::Array<WAVEFORMATEX> formats;
     kvo::Array<KSJACK_DESCRIPTION> jacks;
@@ -501,7 +440,6 @@ REGISTER_TYPED_TEST_SUITE_P(AudioContract, EnumerationsReturnTheCountsOfWhatThey
                             ATimeoutEndsACaptureWithItsOwnCode,
                             APlaybackRunsItsRepetitionsOutAndEndsByItself,
                             AToneIsHeardThroughTheLoopbackFromSamplesCopiedAtPlay,
-                            TheWaveObjectsHearTheSameToneThroughTheWaveDevices,
                             WaveDevicesRefuseWhatWinmmRefusesAndRecordAndPlayOtherwise,
                             VolumeAndMuteComeBackAsTheyWereSet,
                             AnEndpointOutlivesItsDeviceAndItsStreamsEndAsInvalidated,

@@ -55,7 +55,7 @@ WAVEFORMATEX sixteenBitFormat(AudioDevice& endpoint) {
     return makePcmFormat(2, 48000, 16);
 }
 
-double toneLevel(const libAudio::StaticPCMBuffer& buffer, double frequency) {
+double toneLevel(const libAudio::StaticPCMBuffer& buffer, double frequency, int channel) {
     const WAVEFORMATEX& format = buffer.format.Format;
     const auto* samples = reinterpret_cast<const std::int16_t*>(buffer.pcmStorage.data());
     const std::size_t frames = buffer.position / format.nBlockAlign;
@@ -65,7 +65,8 @@ double toneLevel(const libAudio::StaticPCMBuffer& buffer, double frequency) {
     double beforePrevious = 0.0;
     for (std::size_t i = frames / 2; i < frames; ++i) {
         const double current =
-            samples[i * format.nChannels] / 32768.0 + coefficient * previous - beforePrevious;
+            samples[i * format.nChannels + static_cast<std::size_t>(channel)] / 32768.0 +
+            coefficient * previous - beforePrevious;
         beforePrevious = previous;
         previous = current;
     }
@@ -73,6 +74,15 @@ double toneLevel(const libAudio::StaticPCMBuffer& buffer, double frequency) {
                          coefficient * previous * beforePrevious;
     const std::size_t count = frames - frames / 2;
     return count == 0 ? 0.0 : 2.0 * std::sqrt(std::max(power, 0.0)) / static_cast<double>(count);
+}
+
+int recordToEnd(AudioCapture& capture, const AudioDevicePtr& microphone,
+                libAudio::StaticPCMBuffer& buffer, StopCallback stop) {
+    if (!capture.initialize(microphone, &buffer) || !capture.start(std::move(stop))) {
+        return -1;
+    }
+    EXPECT_TRUE(waitWhile([&] { return capture.isStillRecording(); }));
+    return capture.threadExitCode();
 }
 
 }  // namespace audio::contract

@@ -25,9 +25,9 @@ libAudio::StaticPCMBuffer makeTone(const WAVEFORMATEX& format, double frequency,
 // The first format the endpoint offers in shared mode that is 16-bit PCM.
 WAVEFORMATEX sixteenBitFormat(AudioDevice& endpoint);
 
-// Amplitude (full scale 1.0) of the `frequency` component of channel 0 in
+// Amplitude (full scale 1.0) of the `frequency` component of one channel in
 // the second half of what a 16-bit buffer holds.
-double toneLevel(const libAudio::StaticPCMBuffer& buffer, double frequency);
+double toneLevel(const libAudio::StaticPCMBuffer& buffer, double frequency, int channel = 0);
 
 // Sleeps in 10 ms steps on the process clock while `condition` holds, for
 // at most `limitMs`; false when the limit was reached.
@@ -41,5 +41,23 @@ bool waitWhile(Condition condition, std::uint32_t limitMs = 30000) {
     }
     return true;
 }
+
+// The error a stream object reports after a call that returned `accepted`;
+// kOk when the call was accepted, so that a refusal the object forgot fails.
+template <typename Stream>
+HResult refusal(bool accepted, Stream& stream) {
+    if (accepted) {
+        return kOk;
+    }
+    if constexpr (requires { stream.lastError(); }) {
+        return stream.lastError();
+    } else {
+        return stream.errorCode();
+    }
+}
+
+// Records into `buffer` until the capture ends; its exit code, -1 when it did not start.
+int recordToEnd(AudioCapture& capture, const AudioDevicePtr& microphone,
+                libAudio::StaticPCMBuffer& buffer, StopCallback stop = {});
 
 }  // namespace audio::contract

@@ -12,36 +12,6 @@ using nlohmann::json;
 
 class SimDevices : public VirtualTime, public testing::Test {};
 
-std::vector<std::string> ids(const kvo::Array<AudioDevicePtr>& endpoints) {
-    std::vector<std::string> result;
-    for (const AudioDevicePtr& endpoint : endpoints) {
-        result.push_back(endpoint->id());
-    }
-    return result;
-}
-
-TEST_F(SimDevices, LaptopHasIntegratedMicrophoneAndSpeakersAndAnEmptyHeadsetJack) {
-    const auto system = createSimulatedSystem("");
-    kvo::Array<SoundCardPtr> cards;
-    ASSERT_EQ(system->soundCards(cards), 1u);
-    kvo::Array<AudioDevicePtr> microphones;
-    EXPECT_EQ(cards[0]->microphoneEndpointDevice(microphones), 2u);
-    EXPECT_EQ(ids(microphones), (std::vector<std::string>{"mic-array", "headset-mic"}));
-    kvo::Array<AudioDevicePtr> activeSpeakers;
-    EXPECT_EQ(cards[0]->allPlaybackDevice(activeSpeakers, DEVICE_STATE_ACTIVE), 1u);
-
-    EXPECT_TRUE(isIntegratedMicrophone(*microphones[0]));
-    EXPECT_FALSE(isIntegratedMicrophone(*microphones[1]));
-    EXPECT_EQ(microphones[1]->state(), DEVICE_STATE_UNPLUGGED);
-    EXPECT_TRUE(isIntegratedSpeaker(*activeSpeakers[0]));
-    EXPECT_FALSE(isIntegratedSpeaker(*microphones[0]));
-    EXPECT_TRUE(microphones[0]->isDefaultEndpoint());
-    EXPECT_EQ(microphones[0]->deviceProperty().formFactor, Microphone);
-    EXPECT_FALSE(system->allowExternalMicTesting());
-    EXPECT_TRUE(system->isWindowsVersionOrLater(6, 1));
-    EXPECT_NE(system->description().find("simulated"), std::string::npos);
-}
-
 TEST_F(SimDevices, VolumeControllerKeepsTheBalanceAndRefusesWhatItCannotDo) {
     const auto system = makeSystem(benchMachine());
     const auto volume = endpointById(*system, "mic")->volumeControl();
@@ -130,10 +100,8 @@ TEST_F(SimDevices, TopologyChainsTheAdapterConnectorEveryStageAndTheJack) {
 
     const std::vector<GainStage> stages = findGainStages(*endpointById(*system, "mic"));
     ASSERT_EQ(stages.size(), 2u);
-    EXPECT_EQ(stages[0].name, "Boost");
-    EXPECT_EQ(stages[1].name, "Input Gain");
-    EXPECT_EQ(stages[1].levelDb, 12.0F);
-    EXPECT_EQ(stages[1].channels, 1u);
+    EXPECT_EQ(std::tuple(stages[0].name, stages[1].name, stages[1].levelDb, stages[1].channels),
+              std::tuple("Boost", "Input Gain", 12.0F, 1u));
 }
 
 // The refusals, callbacks and legacy objects every backend shares are the
@@ -156,8 +124,7 @@ TEST_F(SimDevices, ExclusiveObjectsOfferTheEndpointsExclusiveFormats) {
 TEST_F(SimDevices, WaveInHearsWhatWaveOutPlaysUnlessMuted) {
     const auto system = makeSystem(benchMachine());
     const WAVEFORMATEX format = makePcmFormat(2, 44100, 16);
-    libAudio::StaticPCMBuffer stimulus = makeBuffer(format, 1000);
-    fillTone(stimulus, 1000, 0.5);
+    libAudio::StaticPCMBuffer stimulus = makeTone(format, 1000, 1000);
     const auto micVolume = endpointById(*system, "mic")->volumeControl();
     std::uint32_t waveId = 99;
     ASSERT_TRUE(endpointById(*system, "mic")->waveLegacyDeviceID(waveId));
@@ -195,18 +162,25 @@ TEST_F(SimDevices, WaveDeviceNumbersCountOnlyActiveEndpoints) {
     EXPECT_EQ(waveId, 0u);
 }
 
+// The default machine: a laptop with an integrated microphone and speakers and an
+// empty headset jack.
 TEST_F(SimDevices, ReportListsCardsEndpointsVolumesJacksAndGainStages) {
     const auto system = createSimulatedSystem("");
+    EXPECT_TRUE(system->isWindowsVersionOrLater(6, 1));
     const json report = json::parse(deviceReportJson(*system, true));
     EXPECT_EQ(report["audioSystem"], "sim");
     EXPECT_EQ(report["simulated"], true);
+    EXPECT_EQ(report["allowExternalMicTesting"], false);
     EXPECT_EQ(report["defaultCapture"], "mic-array");
+    ASSERT_EQ(report["soundCards"].size(), 1u);
     const json& card = report["soundCards"][0];
     EXPECT_EQ(card["driver"], "hdaudio.sys");
     ASSERT_EQ(card["endpoints"].size(), 4u);
+    EXPECT_EQ(card["endpoints"][0]["integrated"], true) << "the speakers";
     const json& mic = card["endpoints"][2];
     EXPECT_EQ(mic["id"], "mic-array");
     EXPECT_EQ(mic["direction"], "capture");
+    EXPECT_EQ(mic["formFactor"], "microphone");
     EXPECT_EQ(mic["integrated"], true);
     EXPECT_EQ(mic["default"], true);
     EXPECT_EQ(mic["formats"]["shared"].size(), 5u);
@@ -216,6 +190,7 @@ TEST_F(SimDevices, ReportListsCardsEndpointsVolumesJacksAndGainStages) {
     EXPECT_EQ(mic["gainStages"][0]["name"], "Microphone Boost");
     EXPECT_EQ(mic["gainStages"][0]["levelDb"], 10.0);
     const json& headset = card["endpoints"][3];
+    EXPECT_EQ(headset["id"], "headset-mic");
     EXPECT_EQ(headset["state"], "unplugged");
     EXPECT_EQ(headset["integrated"], false);
     EXPECT_TRUE(headset["formats"]["shared"].empty());

@@ -54,16 +54,8 @@ TEST_F(SimSignal, CaptureInAnotherRateAndChannelCountHearsTheSameLevel) {
     json machine = benchMachine();
     machine["endpoints"][1]["formats"].push_back({{"rate", 44100}, {"bits", 16}, {"channels", 1}});
     const auto system = makeSystem(machine);
-    libAudio::StaticPCMBuffer tone = makeBuffer(makePcmFormat(2, 48000, 16), 1000);
-    fillTone(tone, 1000, 0.5);
-    libAudio::StaticPCMBuffer recording = makeBuffer(makePcmFormat(1, 44100, 16), 1000);
-    const auto renderer = system->createAudioRendererEx();
-    const auto capture = system->createAudioCaptureEx();
-    ASSERT_TRUE(renderer->initialize(endpointById(*system, "spk"), &tone));
-    ASSERT_TRUE(capture->initialize(endpointById(*system, "mic"), &recording));
-    ASSERT_TRUE(renderer->play(2, {}));
-    ASSERT_TRUE(capture->start({}));
-    waitWhile([&] { return capture->isStillRecording(); });
+    const libAudio::StaticPCMBuffer recording =
+        captureTone(*system, "spk", "mic", 1000, makePcmFormat(1, 44100, 16));
     // Linear interpolation between the rates costs about 0.01 dB at 1 kHz.
     EXPECT_NEAR(toneDb(recording, 0, 1000), kToneDb - 20 + kMicMaxDb, 0.05);
 }

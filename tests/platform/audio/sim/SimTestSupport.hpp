@@ -22,23 +22,19 @@ nlohmann::json benchMachine();
 
 std::unique_ptr<SimulatedSystem> makeSystem(const nlohmann::json& machine);
 
-// The endpoint with this machine id, in any state, and a silent buffer: the
-// conformance suite's.
+// The conformance suite's helpers: endpoint by machine id, silent and tone
+// buffers, tone level, and a capture run to its end.
 using contract::endpointById;
 using contract::makeBuffer;
-
-// A sine of `amplitude` (full scale 1.0) in every channel of a 16-bit buffer.
-void fillTone(libAudio::StaticPCMBuffer& buffer, double frequency, double amplitude);
+using contract::makeTone;
+using contract::recordToEnd;
 
 // Plays a 1 s tone of `frequency` at half full scale on `speaker` (3 times)
-// while capturing `ms` from `microphone`, both 48 kHz stereo 16 bit, and
-// returns the capture. Polls on the process clock until the capture ends.
+// while capturing `ms` from `microphone`, the tone 48 kHz stereo and the
+// capture in `format`, all 16 bit, and returns the capture.
 libAudio::StaticPCMBuffer captureTone(AudioSystem& system, const std::string& speaker,
                                       const std::string& microphone, double frequency,
-                                      std::uint32_t ms = 1000);
-// Captures `ms` from `microphone` with nothing played.
-libAudio::StaticPCMBuffer captureSilence(AudioSystem& system, const std::string& microphone,
-                                         std::uint32_t ms = 1000);
+                                      const WAVEFORMATEX& format = makePcmFormat(2, 48000, 16));
 
 // The level in dB of full scale of a tone in the second half of one channel
 // of a 16-bit buffer (Goertzel over whole periods: the sample count is a
@@ -46,10 +42,8 @@ libAudio::StaticPCMBuffer captureSilence(AudioSystem& system, const std::string&
 double toneDb(const libAudio::StaticPCMBuffer& buffer, int channel, double frequency);
 // RMS of one channel in dB of full scale (-inf for digital silence).
 double rmsDb(const libAudio::StaticPCMBuffer& buffer, int channel);
-std::int16_t sampleAt(const libAudio::StaticPCMBuffer& buffer, std::size_t frame, int channel);
 bool isDigitalSilence(const libAudio::StaticPCMBuffer& buffer);
 
-std::uint64_t nowMs();
 // Sleeps in 10 ms steps on the process clock while `condition` holds.
 template <typename Condition>
 void waitWhile(Condition condition) {
