@@ -203,27 +203,6 @@ TEST(FFTLongTransform, ToneInNoiseMatchesThePlainAlgorithm) {
     }
 }
 
-TEST(FFTDominantFrequency, ToneOnABinGivesThatBin) {
-    FFT fft;
-    const std::vector<std::int16_t> tone = onBinTone(4096, 100, 12000.0);
-    ASSERT_TRUE(fft.Transform(tone.data(), 4096, 48000.0));
-    EXPECT_EQ(fft.dominantFrequency(), 100 * 48000.0 / 4096);
-}
-
-TEST(FFTDominantFrequency, ToneWinsOverItsMirrorBelow44kHz) {
-    // At 8 kHz the mirrored upper half lies inside the band. Here the mirror
-    // bin 209 has a slightly larger squared magnitude than bin 47, yet both
-    // round to the same amplitude, so the lower bin must still win.
-    FFT fft;
-    const std::vector<std::int16_t> tone = onBinTone(256, 47, 16383.0);
-    ASSERT_TRUE(fft.Transform(tone.data(), 256, 8000.0));
-    const auto squared = [&](std::uint32_t k) {
-        return fft.spectrum(k).re * fft.spectrum(k).re + fft.spectrum(k).im * fft.spectrum(k).im;
-    };
-    ASSERT_LT(squared(47), squared(209));
-    EXPECT_EQ(fft.dominantFrequency(), 47 * 8000.0 / 256);
-}
-
 // Two on-bin cosines summed.
 std::vector<std::int16_t> twoTones(std::uint32_t count, std::uint32_t binA, double amplitudeA,
                                    std::uint32_t binB, double amplitudeB) {
@@ -235,35 +214,41 @@ std::vector<std::int16_t> twoTones(std::uint32_t count, std::uint32_t binA, doub
     return samples;
 }
 
-TEST(FFTDominantFrequency, BandEdgesAreExcluded) {
-    // Above 44 kHz the mirrored half is out of the band. The strongest bin
-    // lies exactly on an edge; its window leakage into the next bin is
-    // weaker than the second tone, which must win.
-    FFT fft;
-    const std::vector<std::int16_t> low = twoTones(8192, 2, 16000.0, 40, 12000.0);
-    ASSERT_TRUE(fft.Transform(low.data(), 8192, 81920.0));  // bin 2 is 20 Hz
-    EXPECT_EQ(fft.dominantFrequency(), 400.0);
+struct DominantCase {
+    const char* what;
+    std::vector<std::int16_t> samples;
+    double rate, expected;
+};
 
-    const std::vector<std::int16_t> high = twoTones(1024, 512, 10000.0, 100, 16000.0);
-    ASSERT_TRUE(fft.Transform(high.data(), 1024, 44000.0));  // bin 512 is 22000 Hz
-    EXPECT_EQ(fft.dominantFrequency(), 100 * 44000.0 / 1024);
-}
-
-TEST(FFTDominantFrequency, DirectCurrentIsNeverZeroHertz) {
-    // Without a taper at its end (3000 of 4096 points) a constant leaks into
-    // the low bins; bin 0 is outside the band, so the first in-band bin wins.
+TEST(FFTDominantFrequency, IsTheStrongestBinInsideTheBand) {
+    const std::vector<DominantCase> cases{
+        {"a tone on a bin", onBinTone(4096, 100, 12000.0), 48000.0, 100 * 48000.0 / 4096},
+        // At 8 kHz the mirrored upper half lies inside the band. The mirror bin 209 has a
+        // slightly larger squared magnitude than bin 47, yet both round to the same
+        // amplitude, so the lower bin must still win.
+        {"a tone over its mirror", onBinTone(256, 47, 16383.0), 8000.0, 47 * 8000.0 / 256},
+        // The strongest bin lies exactly on a band edge; its window leakage into the next
+        // bin is weaker than the second tone, which must win.
+        {"20 Hz edge", twoTones(8192, 2, 16000.0, 40, 12000.0), 81920.0, 400.0},
+        {"22 kHz edge", twoTones(1024, 512, 10000.0, 100, 16000.0), 44000.0, 100 * 44000.0 / 1024},
+        // Without a taper at its end (3000 of 4096 points) a constant leaks into the low
+        // bins; bin 0 is outside the band, so the first in-band bin wins.
+        {"direct current", std::vector<std::int16_t>(3000, 10000), 48000.0, 2 * 48000.0 / 4096},
+        {"silence", std::vector<std::int16_t>(2048, 0), 48000.0, 0.0},
+    };
     FFT fft;
-    const std::vector<std::int16_t> constant(3000, 10000);
-    ASSERT_TRUE(fft.Transform(constant.data(), 3000, 48000.0));
-    EXPECT_EQ(fft.dominantFrequency(), 2 * 48000.0 / 4096);
-}
-
-TEST(FFTDominantFrequency, SilenceAndEmptyPlansGiveZero) {
-    FFT fft;
-    EXPECT_EQ(fft.dominantFrequency(), 0.0);
-    const std::vector<std::int16_t> silence(2048, 0);
-    ASSERT_TRUE(fft.Transform(silence.data(), 2048, 48000.0));
-    EXPECT_EQ(fft.dominantFrequency(), 0.0);
+    EXPECT_EQ(fft.dominantFrequency(), 0.0) << "no plan yet";
+    for (const DominantCase& c : cases) {
+        const auto count = static_cast<std::uint32_t>(c.samples.size());
+        ASSERT_TRUE(fft.Transform(c.samples.data(), count, c.rate)) << c.what;
+        EXPECT_EQ(fft.dominantFrequency(), c.expected) << c.what;
+    }
+    const auto squared = [&](std::uint32_t k) {
+        return fft.spectrum(k).re * fft.spectrum(k).re + fft.spectrum(k).im * fft.spectrum(k).im;
+    };
+    const std::vector<std::int16_t> mirrored = onBinTone(256, 47, 16383.0);
+    ASSERT_TRUE(fft.Transform(mirrored.data(), 256, 8000.0));
+    EXPECT_LT(squared(47), squared(209)) << "the mirror case tests what it says";
 }
 
 TEST(FFTLimits, CountsBeyondTwoToThe31AreRefused) {

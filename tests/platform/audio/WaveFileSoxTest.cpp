@@ -103,18 +103,6 @@ TEST_F(WaveFileSox, WiderIntegerAndFloatFormatsGiveBackTheSource) {
     }
 }
 
-TEST_F(WaveFileSox, EightBitUnsignedMatchesSoxOwnWidening) {
-    // Mono, 101 samples: an odd data chunk with its pad byte.
-    sox("-D " + shellPath("ref.wav") + " -c 1 -b 8 -e unsigned-integer " + shellPath("u8.wav") +
-        " trim 0 101s");
-    sox(shellPath("u8.wav") + " -b 16 " + shellPath("u8to16.wav"));
-    const WaveFile narrow = load("u8.wav");
-    const WaveFile widened = load("u8to16.wav");
-    EXPECT_EQ(narrow.numBlocks(), 101u);
-    EXPECT_EQ(narrow.format(), makePcmFormat(1, 44100, 16));
-    EXPECT_EQ(narrow.samples(), widened.samples());
-}
-
 TEST_F(WaveFileSox, MultichannelExtensibleKeepsTheChannelOrder) {
     sox("-M " + shellPath("ref.wav") + " " + shellPath("ref.wav") + " " + shellPath("ref.wav") +
         " " + shellPath("six.wav"));

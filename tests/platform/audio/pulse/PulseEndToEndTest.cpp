@@ -49,9 +49,14 @@ protected:
     kvo::test::TempDirectory base_;
 };
 
-TEST_F(PulseEndToEndTest, DevicesListsThePrivateServerWithIntegratedEndpointsAndRanges) {
+// The cases on a daemon whose integrated microphone hears the integrated speaker.
+class PulseHearingEndToEndTest : public PulseEndToEndTest {
+protected:
+    void SetUp() override { ASSERT_TRUE(server.running()); }
     PulseTestServer server;
-    ASSERT_TRUE(server.running());
+};
+
+TEST_F(PulseHearingEndToEndTest, DevicesListsThePrivateServerWithIntegratedEndpointsAndRanges) {
     const ProgramRun run = runProgram("devices", base_);
     EXPECT_EQ(run.status, 0) << run.output;
     EXPECT_NE(run.output.find("Audio system: pulseaudio"), std::string::npos) << run.output;
@@ -68,9 +73,7 @@ TEST_F(PulseEndToEndTest, DevicesListsThePrivateServerWithIntegratedEndpointsAnd
     EXPECT_EQ(run.output.find(".monitor"), std::string::npos) << "monitors are not endpoints";
 }
 
-TEST_F(PulseEndToEndTest, TheIntegratedPairPassesAndTheUserLevelsComeBack) {
-    PulseTestServer server;
-    ASSERT_TRUE(server.running());
+TEST_F(PulseHearingEndToEndTest, TheIntegratedPairPassesAndTheUserLevelsComeBack) {
     setUserLevels(server);
     const std::string before = server.levels();
 
@@ -86,9 +89,7 @@ TEST_F(PulseEndToEndTest, TheIntegratedPairPassesAndTheUserLevelsComeBack) {
     EXPECT_EQ(server.levels(), before);
 }
 
-TEST_F(PulseEndToEndTest, TheScriptedMicrophoneTestRecordsAndPlaysBack) {
-    PulseTestServer server;
-    ASSERT_TRUE(server.running());
+TEST_F(PulseHearingEndToEndTest, TheScriptedMicrophoneTestRecordsAndPlaysBack) {
     const ProgramRun run = runProgram("run MicrophoneTest --ui scripted --answer pass", base_);
     EXPECT_EQ(run.status, 0) << run.output;
     EXPECT_NE(run.output.find("MicrophoneTest: PASS"), std::string::npos) << run.output;
@@ -110,9 +111,7 @@ TEST_F(PulseEndToEndTest, ADeafMicrophoneFailsBothTestsNamingWhatWasNotHeard) {
     EXPECT_NE(run.output.find("IntegratedMicrophoneTest: FAIL"), std::string::npos);
 }
 
-TEST_F(PulseEndToEndTest, AServerKilledMidRunEndsTheTestWithOneClearMessage) {
-    PulseTestServer server;
-    ASSERT_TRUE(server.running());
+TEST_F(PulseHearingEndToEndTest, AServerKilledMidRunEndsTheTestWithOneClearMessage) {
     const std::string command =
         "timeout 60 " + std::string(KVO_PROGRAM) +
         " run FrequencyToneTest --param FrequencyList=500,1000,2000,3000,4000 --audio pulse "
@@ -145,9 +144,7 @@ TEST_F(PulseEndToEndTest, AServerKilledMidRunEndsTheTestWithOneClearMessage) {
     EXPECT_EQ(output.find(message), output.rfind(message)) << "said once:\n" << output;
 }
 
-TEST_F(PulseEndToEndTest, TwoAmplitudeTestsInOneProcessPutBackTheLevelsFromBeforeTheFirst) {
-    PulseTestServer server;
-    ASSERT_TRUE(server.running());
+TEST_F(PulseHearingEndToEndTest, TwoAmplitudeTestsInOneProcessPutBackTheLevelsFromBeforeTheFirst) {
     server.pactl("set-source-volume int_mic 70%");
     server.pactl("set-sink-volume int_speaker 45%");
     const std::string before = server.levels();
@@ -157,9 +154,7 @@ TEST_F(PulseEndToEndTest, TwoAmplitudeTestsInOneProcessPutBackTheLevelsFromBefor
     EXPECT_EQ(server.levels(), before);
 }
 
-TEST_F(PulseEndToEndTest, TheMeterShowsTheMicrophonesLevelAndStateAndChangesNeither) {
-    PulseTestServer server;
-    ASSERT_TRUE(server.running());
+TEST_F(PulseHearingEndToEndTest, TheMeterShowsTheMicrophonesLevelAndStateAndChangesNeither) {
     // A sine at half full scale (-9 dBFS RMS, -6 dBFS peak) into the speaker the
     // integrated microphone hears.
     server.pactl("load-module module-sine sink=int_speaker frequency=1000");

@@ -43,13 +43,14 @@ protected:
     }
 };
 
-TEST_F(WasapiDeviceTest, EnumeratesTheServersDevicesWithTheirDirectionsNamesAndStates) {
+// Directions and counts are the conformance suite's; here, which devices Wine shows.
+TEST_F(WasapiDeviceTest, EnumeratesTheServersDevicesWithTheirNames) {
     const auto render = enumerateEndpoints(*context_, eRender, DEVICE_STATE_ACTIVE);
     const auto capture = enumerateEndpoints(*context_, eCapture, DEVICE_STATE_ACTIVE);
-    const auto both = enumerateEndpoints(*context_, eAll, DEVICE_STATEMASK_ALL);
     auto has = [](const std::vector<EndpointRecord>& records, const std::string& description) {
         return std::any_of(records.begin(), records.end(), [&](const EndpointRecord& record) {
-            return record.property.description == description;
+            return record.property.description == description && !record.utf8Id.empty() &&
+                   !record.property.friendlyName.empty();
         });
     };
     EXPECT_TRUE(has(render, "Built-in Speaker"));
@@ -57,16 +58,6 @@ TEST_F(WasapiDeviceTest, EnumeratesTheServersDevicesWithTheirDirectionsNamesAndS
     EXPECT_FALSE(has(render, "Built-in Microphone"));
     EXPECT_TRUE(has(capture, "Built-in Microphone"));
     EXPECT_TRUE(has(capture, "Monitor of Built-in Speaker"));
-    EXPECT_GE(both.size(), render.size() + capture.size());
-    for (const EndpointRecord& record : render) {
-        EXPECT_EQ(record.place.flow, eRender) << record.property.friendlyName;
-        EXPECT_EQ(record.state, DEVICE_STATE_ACTIVE);
-        EXPECT_FALSE(record.utf8Id.empty());
-        EXPECT_FALSE(record.property.friendlyName.empty());
-    }
-    for (const EndpointRecord& record : capture) {
-        EXPECT_EQ(record.place.flow, eCapture) << record.property.friendlyName;
-    }
 }
 
 TEST_F(WasapiDeviceTest, AnEndpointFoundAgainByIdAnswersForTheSameDevice) {
