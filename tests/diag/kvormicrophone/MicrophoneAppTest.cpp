@@ -6,7 +6,6 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "diag/kvormicrophone/ModuleGlobals.hpp"
 #include "platform/kvo/Console.hpp"
 #include "platform/kvo/Exception.hpp"
 #include "platform/vesk5/host/Framework.hpp"
@@ -69,17 +68,6 @@ protected:
     kvo::test::TempDirectory base;
     std::ostringstream out, err;
 };
-
-TEST_F(MicrophoneAppTest, ExitCodeIsExactlyTheDispatchersValue) {
-    EXPECT_EQ(run({"list"}), 0);
-    EXPECT_NE(out.str().find("FrequencyToneTest"), std::string::npos);
-    EXPECT_EQ(g_microphoneTest->parameters().size(), 5u);  // moduleInitialize ran inside start()
-    EXPECT_EQ(g_frequencyToneTest->parameters().size(), 1u);
-    EXPECT_EQ(run({"run", "NoSuchTest"}), vesk5::TestResult::BADPARAMS().value());
-    EXPECT_EQ(run({"run", "FrequencyToneTest", "--base-dir", base.path()}),
-              vesk5::TestResult::NODEVICE().value());
-    EXPECT_EQ(g_comInitializer, nullptr);  // torn down after start() returned
-}
 
 TEST_F(MicrophoneAppTest, AnyExceptionFromATestEndsItAbnormallyWithALineAndALogEntry) {
     struct Case {

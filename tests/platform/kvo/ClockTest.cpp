@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "platform/kvo/ManagedThread.hpp"
-#include "platform/kvo/Stopwatch.hpp"
 #include "platform/kvo/System.hpp"
 #include "platform/kvo/VirtualClock.hpp"
 
@@ -25,13 +24,6 @@ protected:
 std::uint64_t nowMs(Clock& clock) {
     return static_cast<std::uint64_t>(
         std::chrono::duration_cast<milliseconds>(clock.now()).count());
-}
-
-TEST_F(VirtualClockTest, ASingleSleeperJumpsStraightToItsWakeUp) {
-    Stopwatch watch;
-    System::mssleep(47000);
-    EXPECT_EQ(nowMs(clock), 47000u);
-    EXPECT_EQ(watch.elapsedMs(), 47000u);
 }
 
 TEST_F(VirtualClockTest, LongSleepWhileAnotherThreadPollsEveryTenMilliseconds) {

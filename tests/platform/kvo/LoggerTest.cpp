@@ -13,20 +13,6 @@
 namespace kvo {
 namespace {
 
-class LoggerTest : public testing::Test {
-protected:
-    void TearDown() override { logger.setPriority(kLogDetail); }
-    test::CapturingLogSink capture;
-    Logger& logger = Logger::get("test.logger");
-};
-
-TEST_F(LoggerTest, MessageIsTheTagABlankAndTheText) {
-    KVO_LOG_TAG(logger, kLogError, 235, "StaticPCMBuffer length is {}", "short");
-    logger.log(kLogInfo, 7, "");
-    EXPECT_EQ(capture.messages("test.logger"),
-              (std::vector<std::string>{"235 StaticPCMBuffer length is short", "7 "}));
-}
-
 TEST(LoggerGating, WrittenOnlyWhenBothGlobalAndOwnPriorityAllow) {
     struct Case {
         int global, own, message;
@@ -46,16 +32,9 @@ TEST(LoggerGating, WrittenOnlyWhenBothGlobalAndOwnPriorityAllow) {
     logger.setPriority(kLogDetail);
 }
 
-TEST_F(LoggerTest, DisabledMessagesAreNotEvenFormatted) {
-    logger.setPriority(kLogError);
-    int formatted = 0;
-    const auto counter = [&] { return ++formatted; };
-    KVO_LOG(logger, kLogDetail, "{}", counter());
-    EXPECT_EQ(formatted, 0);
-}
-
-TEST_F(LoggerTest, FileSinkAppendsDecoratedMessages) {
+TEST(FileLogSink, AppendsMessagesDecoratedWithLoggerPriorityAndTag) {
     test::TempDirectory dir;
+    Logger& logger = Logger::get("test.logger");
     auto sink = std::make_shared<FileLogSink>(dir.file("run.log"));
     Logger::addSink(sink);
     logger.log(kLogError, 128, "Header Size 40");

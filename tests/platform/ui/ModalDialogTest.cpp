@@ -3,11 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <thread>
 #include <vector>
 
-#include "platform/kvo/System.hpp"
 #include "platform/kvo/VirtualClock.hpp"
+#include "support/TestDialog.hpp"
 
 namespace ui {
 namespace {
@@ -25,10 +24,8 @@ const DialogTemplate kLayout{1,
 struct RecordingHandler : DialogHandler {
     std::function<void(Dialog&)> init;
     std::vector<std::string> calls;
-    Dialog* dialog = nullptr;
 
     void onInitDialog(Dialog& d) override {
-        dialog = &d;
         if (init) {
             init(d);
         }
@@ -41,31 +38,6 @@ struct RecordingHandler : DialogHandler {
                                            kvo::Clock::instance().now())
                                            .count()));
     }
-    void onMessage(unsigned message, std::uintptr_t wParam, std::intptr_t) override {
-        calls.push_back("message " + std::to_string(message) + " " + std::to_string(wParam));
-    }
-};
-
-class TestDialog : public ModalDialog {
-public:
-    using ModalDialog::choose;
-    using ModalDialog::press;
-    TestDialog(RecordingHandler& handler, std::function<void(TestDialog&)> onIdle)
-        : ModalDialog(kLayout, handler), onIdle_(std::move(onIdle)) {}
-    MessageBoxResult messageBox(const std::string&, const std::string&) override {
-        return MessageBoxResult::Ok;
-    }
-
-protected:
-    void idle(std::uint32_t maxWaitMs) override {
-        onIdle_(*this);
-        if (!ended()) {
-            kvo::System::mssleep(maxWaitMs);
-        }
-    }
-
-private:
-    std::function<void(TestDialog&)> onIdle_;
 };
 
 class ModalDialogTest : public testing::Test {
@@ -76,29 +48,9 @@ protected:
     RecordingHandler handler_;
 };
 
-TEST_F(ModalDialogTest, MessagesPostedFromOtherThreadsArriveInOrderOnTheDialogThread) {
-    std::thread::id handlerThread;
-    handler_.init = [&](Dialog& dialog) {
-        std::thread poster([&dialog] {
-            for (std::uintptr_t i = 0; i < 3; ++i) {
-                dialog.post(WM_USER + 1, i);
-            }
-        });
-        poster.join();
-    };
-    TestDialog dialog(handler_, [&](TestDialog& d) {
-        handlerThread = std::this_thread::get_id();
-        d.end(7);
-    });
-    EXPECT_EQ(dialog.run(), 7);
-    EXPECT_EQ(handlerThread, std::this_thread::get_id());
-    EXPECT_EQ(handler_.calls,
-              (std::vector<std::string>{"message 1025 0", "message 1025 1", "message 1025 2"}));
-}
-
 TEST_F(ModalDialogTest, TimersFireOnTheProcessClockUntilKilled) {
     handler_.init = [](Dialog& dialog) { dialog.setTimer(1, 100); };
-    TestDialog dialog(handler_, [&](TestDialog& d) {
+    test::TestDialog dialog(kLayout, handler_, [&](test::TestDialog& d) {
         if (handler_.calls.size() == 3) {
             d.killTimer(1);
             d.end(0);
@@ -110,7 +62,7 @@ TEST_F(ModalDialogTest, TimersFireOnTheProcessClockUntilKilled) {
 }
 
 TEST_F(ModalDialogTest, TheUserReachesOnlyEnabledControlsThatExist) {
-    TestDialog dialog(handler_, [&](TestDialog& d) {
+    test::TestDialog dialog(kLayout, handler_, [&](test::TestDialog& d) {
         d.press(kButton);  // disabled at creation
         d.press(99);       // no such control
         d.enable(kButton, true);
@@ -133,7 +85,7 @@ TEST_F(ModalDialogTest, TheUserReachesOnlyEnabledControlsThatExist) {
 
 TEST_F(ModalDialogTest, ProgressIsKeptWithinZeroToHundred) {
     std::vector<int> positions;
-    TestDialog dialog(handler_, [&](TestDialog& d) {
+    test::TestDialog dialog(kLayout, handler_, [&](test::TestDialog& d) {
         for (const int position : {150, -5, 42}) {
             d.setProgress(kBar, position);
             positions.push_back(d.progress(kBar));

@@ -190,14 +190,5 @@ TEST_F(FrameworkTest, SettingsFileAndOverridesReachTheCommonLibrary) {
     kvo::Resource::setSettings({});
 }
 
-TEST_F(FrameworkTest, LogFileIsWrittenUnderTheBaseDirectory) {
-    EXPECT_EQ(start({"run", "ToneTest", "--log-level", "1"}), 0);
-    std::ifstream log(base.file("logs/kvormicrophone.log"));
-    std::stringstream text;
-    text << log.rdbuf();
-    EXPECT_NE(text.str().find("Event MSG_CURRENT_FREQ (info) from ToneTest:12"), std::string::npos)
-        << text.str();
-}
-
 }  // namespace
 }  // namespace vesk5::host

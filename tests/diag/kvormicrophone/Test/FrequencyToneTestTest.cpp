@@ -106,7 +106,7 @@ TEST_F(FrequencyToneTestLevels, ReanalysisLeavesThemRaisedUntilTheEngineGoes) {
 }
 
 TEST(FrequencyToneTestVanishingMicrophone, UnpluggedMidTestPutsTheUsersLevelsBack) {
-    test::SimulatedPc pc("unplug-during-run");
+    test::SimulatedPc pc("unplug-during-run.json");
     vesk5::Test test{"FrequencyToneTest", vesk5::DeviceCapability::Microphone(), nullptr};
     FrequencyTestParameter::initialize(&test);
     ASSERT_TRUE(test.findParameter("FrequencyList")->setFromText("440,1000,4000"));

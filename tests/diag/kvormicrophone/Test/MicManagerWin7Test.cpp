@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "SimulatedPc.hpp"
-#include "support/CapturingLogSink.hpp"
 
 namespace kvormicrophone {
 namespace {
@@ -54,19 +53,6 @@ std::uint32_t indexOf(MicManagerWin7& manager, const std::string& id) {
         }
     }
     return UINT32_MAX;
-}
-
-TEST(MicManagerWin7, ExternalMicrophonesLeaveTheTestableListAndOnlyActiveOnesAreReported) {
-    test::SimulatedPc pc("external-mic-only");
-    MicManagerWin7 manager;
-    manager.refreshDeviceStates();
-    DeviceList testable;
-    manager.microphoneDeviceList(testable);
-    ASSERT_EQ(testable.size(), 1u);
-    DeviceList external;
-    EXPECT_EQ(manager.filterOutExternalMics(testable, external), 0u);
-    EXPECT_TRUE(testable.empty());
-    ASSERT_EQ(external.size(), 1u);
 }
 
 TEST(MicManagerWin7, BoostIsMaximalOnEveryChannelAndOnlyChannelZeroComesBack) {

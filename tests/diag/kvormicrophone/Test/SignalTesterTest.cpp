@@ -81,26 +81,5 @@ TEST(SignalTester, ExactToleranceEdgesOfARealRecording) {
     EXPECT_FALSE(tester.isSignalValid(expected));
 }
 
-TEST(SignalTester, MonoIsComparedWithTheLeftFrequencyOnly) {
-    const Recording recording(toneCapture(1, 44100, 1.0, 1000.0, 0.0));
-    SignalTester tester(&recording);
-    const CurrentTone tone{1000.0, 5000.0};
-    const CurrentTone* const expected = &tone;
-    EXPECT_TRUE(tester.isSignalValid(expected));
-}
-
-TEST(SignalTester, WithoutSourceOrWithAnUnusableRecordingItFails) {
-    const CurrentTone tone{1000.0, 1000.0};
-    const CurrentTone* const expected = &tone;
-    SignalTester unbound;
-    EXPECT_FALSE(unbound.isSignalValid(expected));
-
-    libAudio::StaticPCMBuffer surround;
-    ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(3, 48000, 16), 0.1, surround));
-    const Recording recording(std::move(surround));
-    SignalTester tester(&recording);
-    EXPECT_FALSE(tester.isSignalValid(expected));
-}
-
 }  // namespace
 }  // namespace kvormicrophone

@@ -1,12 +1,11 @@
 // Works the program's dialog from outside, as a person at the screen would see
-// it: finds the window by its caption, reads its controls and presses buttons
-// with window messages. Prints screen positions for real mouse clicks.
+// it: finds the window by its caption and reads its controls with window
+// messages. Prints screen positions for real mouse clicks.
 //
 //   dialogdriver wait CAPTION                   the window is shown
 //   dialogdriver state CAPTION                  controls: enabled, progress, lists, focus
 //   dialogdriver wait-enabled CAPTION ID        prints the control's centre "X Y"
 //   dialogdriver wait-progress CAPTION PERCENT  the progress bar reached PERCENT
-//   dialogdriver click CAPTION ID               BM_CLICK once the control is enabled
 //   dialogdriver size CAPTION                   prints the window's "WIDTH HEIGHT" in pixels
 //   dialogdriver has CAPTION ID                 exit 0 when the control exists
 //
@@ -129,10 +128,6 @@ int wmain(int argc, wchar_t** argv) {
         RECT rect{};
         GetWindowRect(waitEnabled(caption, argument), &rect);
         std::printf("%ld %ld\n", (rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2);
-        return 0;
-    }
-    if (command == L"click") {
-        PostMessageW(waitEnabled(caption, argument), BM_CLICK, 0, 0);
         return 0;
     }
     if (command == L"wait-progress") {
