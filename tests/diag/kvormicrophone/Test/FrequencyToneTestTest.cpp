@@ -12,7 +12,7 @@ namespace {
 
 using vesk5::TestResult;
 
-TEST(FrequencyToneTestFailureList, BlankBeforeEveryFailureButTheVeryFirstResult) {
+TEST(FrequencyToneTestFailureList, BlankBeforeEveryFailureButTheVeryFirstAndListPerPair) {
     const kvo::Array<stereo_freq_t> frequencies{{440, 440},   {1000, 1000}, {4000, 4000},
                                                 {5000, 5000}, {6000, 6000}, {7000, 7000},
                                                 {8000, 8000}};
@@ -23,13 +23,11 @@ TEST(FrequencyToneTestFailureList, BlankBeforeEveryFailureButTheVeryFirstResult)
     EXPECT_EQ(FrequencyToneTest::failureList(results, frequencies, 1), " 4000 7000");
     results[0] = TestResult::FAIL();
     EXPECT_EQ(FrequencyToneTest::failureList(results, frequencies, 1), "440 4000 7000");
-}
-
-TEST(FrequencyToneTestFailureList, SecondPairRepeatsTheFrequenciesOfTheList) {
-    const kvo::Array<stereo_freq_t> frequencies{{440, 440}, {1000, 1000}};
-    const kvo::Array<TestResult> results{TestResult::PASS(), TestResult::PASS(), TestResult::FAIL(),
-                                         TestResult::PASS()};
-    EXPECT_EQ(FrequencyToneTest::failureList(results, frequencies, 2), " 440");
+    // A second pair of devices runs the list again.
+    const kvo::Array<stereo_freq_t> two{{440, 440}, {1000, 1000}};
+    const kvo::Array<TestResult> twoPairs{TestResult::PASS(), TestResult::PASS(),
+                                          TestResult::FAIL(), TestResult::PASS()};
+    EXPECT_EQ(FrequencyToneTest::failureList(twoPairs, two, 2), " 440");
 }
 
 TEST(FrequencyToneTestFormats, FilterDropsFormatsAbove48kHzOr16BitsAndChecksTheOneThatMovedIn) {
