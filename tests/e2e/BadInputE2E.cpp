@@ -40,7 +40,7 @@ TEST(BadInputE2E, AHelpFlagAsAnOptionsValueIsThatValueNotAskingForHelp) {
                                        "--audio", "sim", "--base-dir", "-h"},
                                       base, "cd " + base.path() + " &&");
     EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_EQ(run.output.find("Usage:"), std::string::npos);
+    EXPECT_EQ(run.out.find("Usage:"), std::string::npos);
     EXPECT_TRUE(fs::exists(base.file("-h/logs/kvormicrophone.log")));
 }
 
@@ -59,7 +59,7 @@ TEST(BadInputE2E, NamesThatAreNotUtf8AreWrittenAsJsonWithReplacementCharacters) 
     const ProgramRun devices =
         runProgram({"devices", "--audio", "sim", "--machine", machine, "--json"}, base);
     EXPECT_EQ(devices.exitCode, 0) << devices.errors;
-    EXPECT_TRUE(nlohmann::json::accept(devices.output)) << devices.output;
+    EXPECT_TRUE(nlohmann::json::accept(devices.out)) << devices.out;
 }
 
 TEST(BadInputE2E, EscapeSequencesInDeviceNamesNeverReachTheTerminal) {
@@ -74,10 +74,10 @@ TEST(BadInputE2E, EscapeSequencesInDeviceNamesNeverReachTheTerminal) {
                                       base);
 
     EXPECT_EQ(devices.exitCode, 0);
-    EXPECT_NE(devices.output.find("Mic?]0;owned??[2J"), std::string::npos) << devices.output;
-    EXPECT_EQ(devices.output.find('\x1b'), std::string::npos);
-    EXPECT_EQ(run.output.find('\x1b'), std::string::npos) << run.output;
-    EXPECT_EQ(run.output.find('\x07'), std::string::npos);
+    EXPECT_NE(devices.out.find("Mic?]0;owned??[2J"), std::string::npos) << devices.out;
+    EXPECT_EQ(devices.out.find('\x1b'), std::string::npos);
+    EXPECT_EQ(run.out.find('\x1b'), std::string::npos) << run.out;
+    EXPECT_EQ(run.out.find('\x07'), std::string::npos);
 }
 
 TEST(BadInputE2E, AFormatNoWaveDeviceTakesIsRefusedOnThePreVistaPath) {
@@ -91,7 +91,7 @@ TEST(BadInputE2E, AFormatNoWaveDeviceTakesIsRefusedOnThePreVistaPath) {
             base, "TMPDIR=" + base.path());
         EXPECT_GE(run.exitCode, 1) << rate;
         EXPECT_LE(run.exitCode, 6) << rate << ": " << run.errors;
-        EXPECT_FALSE(run.events("MSG_SET_PCM_FORMAT_FAIL").empty()) << run.output;
+        EXPECT_FALSE(run.events("MSG_SET_PCM_FORMAT_FAIL").empty()) << run.out;
     }
 }
 

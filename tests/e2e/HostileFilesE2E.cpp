@@ -66,11 +66,11 @@ TEST(HostileFilesE2E, RecordingsReplaceLinksInLogsAndNeverWriteThroughThem) {
                    base);
 
     EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_EQ(readFile(outside), "precious");
+    EXPECT_EQ(readWholeFile(outside), "precious");
     EXPECT_FALSE(fs::exists(fs::symlink_status(base.file("created-outside.wav"))));
     for (const char* name : {"440.wav", "1000.wav"}) {
         EXPECT_TRUE(isPlainFile(logs(base) + "/" + name)) << name;
-        EXPECT_EQ(readFile(logs(base) + "/" + name).substr(0, 4), "RIFF") << name;
+        EXPECT_EQ(readWholeFile(logs(base) + "/" + name).substr(0, 4), "RIFF") << name;
     }
     const nlohmann::json& files = run.report["tests"][0]["files"];
     ASSERT_EQ(files.size(), 2u) << files.dump();
@@ -108,7 +108,7 @@ TEST(HostileFilesE2E, ALinkedOrHardLinkedLogFileOrLogDirectoryIsRefusedBeforeAny
         EXPECT_EQ(run.exitCode, 4) << c.what;
         EXPECT_EQ(startedTests(run), 0) << c.what;
         EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
-        EXPECT_EQ(readFile(outside), "someone else's\n") << c.what;
+        EXPECT_EQ(readWholeFile(outside), "someone else's\n") << c.what;
         EXPECT_TRUE(!fs::exists(base.file("elsewhere")) || fs::is_empty(base.file("elsewhere")));
     }
 }
@@ -180,7 +180,7 @@ TEST(HostileFilesE2E, AFifoInPlaceOfThePreVistaRecordingIsRefusedWithoutHanging)
 
     EXPECT_NE(run.exitCode, 124) << "the run hung";
     EXPECT_NE(run.exitCode, 0);
-    EXPECT_FALSE(run.events("MSG_FILE_NOT_SAVED").empty()) << run.output;
+    EXPECT_FALSE(run.events("MSG_FILE_NOT_SAVED").empty()) << run.out;
     EXPECT_TRUE(fs::is_fifo(base.file("tmp/kvorecord.wav")));
 }
 
@@ -211,7 +211,7 @@ TEST(HostileFilesE2E, AFullDiskEndsCannotRunWithOneLineInsteadOfPassingWithEmpty
         runProgram(tonesIn(base, {"--setting", "kvormicrophone.GenerateRecording.value=true"}),
                    base, "trap '' XFSZ; ulimit -f 16;");
 
-    EXPECT_EQ(run.exitCode, 4) << run.output;
+    EXPECT_EQ(run.exitCode, 4) << run.out;
     EXPECT_NE(run.errors.find("cannot write"), std::string::npos) << run.errors;
     for (const nlohmann::json& line : run.lines) {
         if (line["type"] == "result") {

@@ -4,29 +4,6 @@
 
 namespace kvo::test {
 
-std::string markupText(const std::string& text) {
-    std::string markup;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                markup += "&amp;";
-                break;
-            case '<':
-                markup += "&lt;";
-                break;
-            case '>':
-                markup += "&gt;";
-                break;
-            case '"':
-                markup += "&quot;";
-                break;
-            default:
-                markup += c;
-        }
-    }
-    return markup;
-}
-
 std::string visibleText(const std::string& page) {
     std::string text;
     bool inTag = false;

@@ -5,9 +5,6 @@
 
 namespace kvo::test {
 
-// Text as the page carries it, with &, <, > and " written as references.
-std::string markupText(const std::string& text);
-
 // What a page shows as text: its markup without the tags, references resolved.
 std::string visibleText(const std::string& page);
 

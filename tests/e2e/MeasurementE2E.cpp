@@ -10,13 +10,12 @@
 namespace kvo::test {
 namespace {
 
-const std::vector<std::string> kTwoTones{"FrequencyToneTest", "--param", "FrequencyList=440,1000"};
+const std::vector<std::string> kTwoTones = tones("440,1000");
 
 // The lines of a text run that show one check's figures.
 std::vector<std::string> checkLines(const std::string& output) {
     std::vector<std::string> lines;
-    std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) {
+    for (const std::string& line : textLines(output)) {
         if (line.find(" Hz  mic \"") != std::string::npos) {
             lines.push_back(line);
         }
@@ -25,8 +24,7 @@ std::vector<std::string> checkLines(const std::string& output) {
 }
 
 TEST(MeasurementE2E, HealthyLaptopShowsEveryToneCheckWithItsFiguresInOutputAndReport) {
-    TempDirectory base;
-    const ProgramRun run = runOnSimulatedPc(kTwoTones, "", base);
+    const ProgramRun run = runOnSimulatedPc(kTwoTones);
     ASSERT_EQ(run.exitCode, 0) << run.errors;
     const auto checks = run.measurements();
     ASSERT_EQ(checks.size(), 4u);  // two tones, two channels
@@ -62,7 +60,12 @@ TEST(MeasurementE2E, DeadSilentAndNoisyMicrophonesFailWithTheSameEventButSayDiff
     std::map<std::string, std::string> outputs;
     for (const char* scenario : {"dead-microphone", "silent-speaker", "noisy-microphone"}) {
         TempDirectory base;
-        outputs[scenario] = textOfRunOnSimulatedPc(kTwoTones, scenario, base);
+        std::vector<std::string> arguments{"run",        "FrequencyToneTest",
+                                           "--param",    "FrequencyList=440,1000",
+                                           "--audio",    "sim",
+                                           "--machine",  scenarioFile(scenario),
+                                           "--base-dir", base.path()};
+        outputs[scenario] = runProgram(arguments, base).out;
         // The verdict and its event are the same everywhere.
         EXPECT_NE(outputs[scenario].find("FAIL_FREQUENCY_TONE_TEST: These tones were not heard by "
                                          "the integrated microphones (Hz): 440 1000"),
@@ -88,34 +91,8 @@ TEST(MeasurementE2E, DeadSilentAndNoisyMicrophonesFailWithTheSameEventButSayDiff
     }
 }
 
-TEST(MeasurementE2E, ReanalysedFileGetsTheSameFiguresAsTheCheckThatSavedIt) {
-    TempDirectory base;
-    const ProgramRun run =
-        runOnSimulatedPc({"FrequencyToneTest", "--param", "FrequencyList=1000", "--setting",
-                          "kvormicrophone.GenerateRecording.value=true"},
-                         "", base);
-    ASSERT_EQ(run.exitCode, 0) << run.errors;
-    const auto recorded = run.measurements();
-    ASSERT_EQ(recorded.size(), 2u);
-    EXPECT_EQ(recorded[0]["subject"]["file"], "1000.wav");
-
-    const ProgramRun again =
-        runOnSimulatedPc({"FrequencyToneTest", "--setting",
-                          "kvormicrophone.FrequencyAnalysisWaveFile.value=1000.wav"},
-                         "", base);
-    ASSERT_EQ(again.exitCode, 0) << again.errors;
-    const auto reanalysed = again.measurements();
-    ASSERT_EQ(reanalysed.size(), 2u);
-    for (std::size_t i = 0; i < 2; ++i) {
-        EXPECT_EQ(reanalysed[i]["check"], "1000 Hz  file \"1000.wav\" " +
-                                              recorded[i]["subject"]["channel"].get<std::string>());
-        EXPECT_EQ(reanalysed[i]["measurement"], recorded[i]["measurement"]);
-    }
-}
-
 TEST(MeasurementE2E, AmplitudeCheckReportsTheFourLevelsTheThresholdsAndTheBoost) {
-    TempDirectory base;
-    const ProgramRun run = runOnSimulatedPc({"IntegratedMicrophoneTest"}, "", base);
+    const ProgramRun run = runOnSimulatedPc({"IntegratedMicrophoneTest"});
     ASSERT_EQ(run.exitCode, 0) << run.errors;
     const auto checks = run.measurements();
     ASSERT_EQ(checks.size(), 1u);
@@ -132,9 +109,7 @@ TEST(MeasurementE2E, AmplitudeCheckReportsTheFourLevelsTheThresholdsAndTheBoost)
     EXPECT_NEAR(figures["unmutedLoudDbfs"].get<double>(),
                 20.0 * std::log10(figures["unmutedLoudStdDev"].get<double>() / 32768.0), 1e-9);
 
-    TempDirectory deadBase;
-    const ProgramRun dead =
-        runOnSimulatedPc({"IntegratedMicrophoneTest"}, "dead-microphone", deadBase);
+    const ProgramRun dead = runOnSimulatedPc({"IntegratedMicrophoneTest"}, "dead-microphone");
     EXPECT_EQ(dead.exitCode, 1);
     ASSERT_EQ(dead.measurements().size(), 1u);
     EXPECT_FALSE(dead.measurements()[0]["passed"].get<bool>());
@@ -142,9 +117,7 @@ TEST(MeasurementE2E, AmplitudeCheckReportsTheFourLevelsTheThresholdsAndTheBoost)
 }
 
 TEST(MeasurementE2E, FrequenciesBetweenAnalysisBinsAreNotedBeforePlayingAndStillFail) {
-    TempDirectory base;
-    const ProgramRun run =
-        runOnSimulatedPc({"FrequencyToneTest", "--param", "FrequencyList=200,446,1000"}, "", base);
+    const ProgramRun run = runOnSimulatedPc(tones("200,446,1000"));
     EXPECT_EQ(run.exitCode, 1);
     ASSERT_EQ(run.events("FAIL_FREQUENCY_TONE_TEST").size(), 1u);
     EXPECT_EQ(run.events("FAIL_FREQUENCY_TONE_TEST")[0]["variables"]["frequencies"], "200 446");
@@ -208,9 +181,7 @@ TEST(MeasurementE2E, LevelsOfASoxGeneratedToneInNoiseMatchSoxStatsWithinATenthOf
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
     }
     const ProgramRun run =
-        runOnSimulatedPc({"FrequencyToneTest", "--setting",
-                          "kvormicrophone.FrequencyAnalysisWaveFile.value=1000.wav"},
-                         "", base);
+        runOnSimulatedPc({"FrequencyToneTest", "--setting", reanalysing("1000.wav")}, "", base);
     ASSERT_EQ(run.exitCode, 0) << run.errors;
     const auto checks = run.measurements();
     ASSERT_EQ(checks.size(), 2u);
@@ -248,9 +219,7 @@ TEST(MeasurementE2E, ReanalysedFilesBelow44kHzFindTheToneNotItsMirrorImage) {
                                     " sine 1000 vol " + c.volume;
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
         const ProgramRun run =
-            runOnSimulatedPc({"FrequencyToneTest", "--setting",
-                              "kvormicrophone.FrequencyAnalysisWaveFile.value=1000.wav"},
-                             "", base);
+            runOnSimulatedPc({"FrequencyToneTest", "--setting", reanalysing("1000.wav")}, "", base);
         EXPECT_EQ(run.exitCode, 0) << run.errors;
         const auto checks = run.measurements();
         ASSERT_FALSE(checks.empty());

@@ -11,11 +11,8 @@ namespace kvo::test {
 namespace {
 
 TEST(ReportE2E, ReportNamesTheRunItsSettingsHostAudioAndLogFile) {
-    TempDirectory base;
-    const ProgramRun run =
-        runOnSimulatedPc({"FrequencyToneTest", "--param", "FrequencyList=1000", "--setting",
-                          "kvormicrophone.GenerateRecording.value=false"},
-                         "", base);
+    const ProgramRun run = runOnSimulatedPc(
+        withSetting(tones("1000"), "kvormicrophone.GenerateRecording.value=false"));
     ASSERT_EQ(run.exitCode, 0) << run.errors;
     const nlohmann::json& report = run.report;
     EXPECT_EQ(report["schemaVersion"], 1);
@@ -35,7 +32,7 @@ TEST(ReportE2E, ReportNamesTheRunItsSettingsHostAudioAndLogFile) {
     EXPECT_EQ(report["host"]["name"], names.nodename);
     EXPECT_EQ(report["host"]["os"], std::string(names.sysname) + " " + names.release);
     EXPECT_NE(report["audioDescription"].get<std::string>().find("simulated"), std::string::npos);
-    EXPECT_EQ(report["logFile"], base.path() + "/logs/kvormicrophone.log");
+    EXPECT_EQ(report["logFile"], run.file("logs/kvormicrophone.log"));
     EXPECT_TRUE(std::filesystem::is_regular_file(report["logFile"].get<std::string>()));
     // Timestamps in milliseconds, in order.
     const nlohmann::json& test = report["tests"][0];
@@ -45,28 +42,8 @@ TEST(ReportE2E, ReportNamesTheRunItsSettingsHostAudioAndLogFile) {
     EXPECT_EQ(test["events"][0]["variables"]["frequency"], "1000");
 }
 
-TEST(ReportE2E, SavedRecordingsNameTheChecksTheyCameFrom) {
-    TempDirectory base;
-    const ProgramRun run = runOnSimulatedPc(
-        {"FrequencyToneTest", "--param", "FrequencyList=440,1000"}, "dead-microphone", base);
-    EXPECT_EQ(run.exitCode, 1);
-    const nlohmann::json& files = run.report["tests"][0]["files"];
-    ASSERT_EQ(files.size(), 2u);
-    for (const nlohmann::json& file : files) {
-        const std::string path = file["path"];
-        const std::string tone =
-            path.substr(path.find_last_of('/') + 1, path.find(".wav") - path.find_last_of('/') - 1);
-        ASSERT_EQ(file["checks"].size(), 2u) << file.dump();
-        EXPECT_EQ(file["checks"][0],
-                  tone + " Hz  mic \"Microphone Array (High Definition Audio Device)\" L");
-        EXPECT_EQ(file["checks"][1],
-                  tone + " Hz  mic \"Microphone Array (High Definition Audio Device)\" R");
-    }
-}
-
 TEST(ReportE2E, RunEndingBeforeAnyTestStillWritesAReportThatSaysWhy) {
-    TempDirectory base;
-    const ProgramRun unknown = runOnSimulatedPc({"NoSuchTest"}, "", base);
+    const ProgramRun unknown = runOnSimulatedPc({"NoSuchTest"});
     EXPECT_EQ(unknown.exitCode, 5);
     EXPECT_EQ(unknown.report["result"], "BADPARAMS");
     EXPECT_NE(unknown.report["error"].get<std::string>().find("unknown test 'NoSuchTest'"),
@@ -76,19 +53,27 @@ TEST(ReportE2E, RunEndingBeforeAnyTestStillWritesAReportThatSaysWhy) {
     EXPECT_EQ(unknown.report["simulated"], true);
     EXPECT_NE(unknown.junit.find("tests=\"0\""), std::string::npos) << unknown.junit;
 
-    TempDirectory badBase;
-    std::ofstream(badBase.file("broken.json")) << "{\"name\": \"broken\", \"seed\": \"one\"}";
-    const ProgramRun broken = runOnSimulatedPc(
-        {"IntegratedMicrophoneTest", "--machine", badBase.file("broken.json")}, "", badBase);
+    TempDirectory base;
+    const ProgramRun broken =
+        runOnSimulatedPc({"IntegratedMicrophoneTest", "--machine",
+                          base.write("broken.json", R"({"name": "broken", "seed": "one"})")},
+                         "", base);
     EXPECT_EQ(broken.exitCode, 5);
     EXPECT_EQ(broken.report["result"], "BADPARAMS");
     EXPECT_NE(broken.report["error"].get<std::string>().find("seed"), std::string::npos);
 }
 
-TEST(ReportE2E, JUnitHasATestcasePerResultAndCheckWithFailuresAndSkips) {
-    TempDirectory base;
-    const ProgramRun dead = runOnSimulatedPc(
-        {"FrequencyToneTest", "--param", "FrequencyList=440,1000"}, "dead-microphone", base);
+TEST(ReportE2E, SavedRecordingsNameTheirChecksAndJUnitHasATestcasePerResultAndCheck) {
+    const ProgramRun dead = runOnSimulatedPc(tones("440,1000"), "dead-microphone");
+    EXPECT_EQ(dead.exitCode, 1);
+    const nlohmann::json& files = dead.report["tests"][0]["files"];
+    ASSERT_EQ(files.size(), 2u);
+    for (const nlohmann::json& file : files) {
+        const std::string name = std::filesystem::path(file["path"].get<std::string>()).stem();
+        const std::string check =
+            name + " Hz  mic \"Microphone Array (High Definition Audio Device)\" ";
+        EXPECT_EQ(file["checks"], nlohmann::json::array({check + "L", check + "R"}));
+    }
     // One suite; its result and four checks, all failed.
     EXPECT_EQ(countOf(dead.junit, "<testsuite "), 1u);
     EXPECT_NE(dead.junit.find("tests=\"5\" failures=\"5\" errors=\"0\" skipped=\"0\""),
@@ -100,13 +85,10 @@ TEST(ReportE2E, JUnitHasATestcasePerResultAndCheckWithFailuresAndSkips) {
     EXPECT_EQ(countOf(dead.junit, "<failure message=\"no signal\" type=\"tone\">"), 4u);
     EXPECT_NE(dead.junit.find("rmsDbfs = -150"), std::string::npos);
 
-    TempDirectory noMicrophone;
-    const ProgramRun skipped =
-        runOnSimulatedPc({"IntegratedMicrophoneTest"}, "no-microphone", noMicrophone);
+    const ProgramRun skipped = runOnSimulatedPc({"IntegratedMicrophoneTest"}, "no-microphone");
     EXPECT_EQ(countOf(skipped.junit, "<skipped message=\"NODEVICE (2)\""), 1u) << skipped.junit;
 
-    TempDirectory healthy;
-    const ProgramRun passed = runOnSimulatedPc({"IntegratedMicrophoneTest"}, "", healthy);
+    const ProgramRun passed = runOnSimulatedPc({"IntegratedMicrophoneTest"});
     EXPECT_NE(passed.junit.find("tests=\"2\" failures=\"0\" errors=\"0\" skipped=\"0\""),
               std::string::npos)
         << passed.junit;

@@ -17,30 +17,22 @@ std::string readWholeFile(const std::string& path) {
     return text.str();
 }
 
-std::vector<std::string> ShellRun::outLines() const {
+std::vector<std::string> textLines(const std::string& text) {
     std::vector<std::string> lines;
-    std::istringstream stream(out);
+    std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
     }
     return lines;
 }
 
-ShellRun runProgram(const std::vector<std::string>& arguments,
-                    const std::vector<std::string>& environment, const std::string& directory,
+std::vector<std::string> ShellRun::outLines() const {
+    return textLines(out);
+}
+
+ShellRun runInShell(const std::string& shellPrefix, const std::vector<std::string>& arguments,
                     const TempDirectory& scratch) {
-    std::string command = "cd " + shellQuoted(directory) + " && env";
-    // env(1) takes its -u options before its assignments.
-    std::string assignments;
-    for (const std::string& setting : environment) {
-        if (setting.rfind("-u ", 0) == 0) {
-            command += " -u " + shellQuoted(setting.substr(3));
-        } else {
-            assignments += " " + shellQuoted(setting);
-        }
-    }
-    command += assignments;
-    command += " " + shellQuoted(KVO_PROGRAM);
+    std::string command = shellPrefix + " timeout -s KILL 60 " + shellQuoted(KVO_PROGRAM);
     for (const std::string& argument : arguments) {
         command += " " + shellQuoted(argument);
     }
@@ -52,6 +44,22 @@ ShellRun runProgram(const std::vector<std::string>& arguments,
     run.out = readWholeFile(scratch.file("stdout.txt"));
     run.errors = readWholeFile(scratch.file("stderr.txt"));
     return run;
+}
+
+ShellRun runProgram(const std::vector<std::string>& arguments,
+                    const std::vector<std::string>& environment, const std::string& directory,
+                    const TempDirectory& scratch) {
+    std::string prefix = "cd " + shellQuoted(directory) + " && env";
+    // env(1) takes its -u options before its assignments.
+    std::string assignments;
+    for (const std::string& setting : environment) {
+        if (setting.rfind("-u ", 0) == 0) {
+            prefix += " -u " + shellQuoted(setting.substr(3));
+        } else {
+            assignments += " " + shellQuoted(setting);
+        }
+    }
+    return runInShell(prefix + assignments, arguments, scratch);
 }
 
 }  // namespace kvo::test
