@@ -43,27 +43,16 @@ void makeFifo(const std::string& path) {
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0) << path;
 }
 
-int startedTests(const ProgramRun& run) {
-    int count = 0;
-    for (const nlohmann::json& line : run.lines) {
-        count += line["type"] == "start" ? 1 : 0;
-    }
-    return count;
-}
-
 TEST(HostileFilesE2E, RecordingsReplaceLinksInLogsAndNeverWriteThroughThem) {
     TempDirectory base;
     fs::create_directories(logs(base));
     const std::string outside = base.write("precious.txt", "precious");
-    base.write("hard.txt", "hard");
     // 440.wav links to a file outside, 1000.wav is a dangling link to a place outside.
     fs::create_symlink(outside, logs(base) + "/440.wav");
     fs::create_symlink(base.file("created-outside.wav"), logs(base) + "/1000.wav");
 
-    const ProgramRun run =
-        runProgram(tonesIn(base, {"--setting", "kvormicrophone.GenerateRecording.value=true",
-                                  "--report", base.file("report.json")}),
-                   base);
+    const ProgramRun run = runProgram(
+        tonesIn(base, {"--setting", kSaveRecordings, "--report", base.file("report.json")}), base);
 
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     EXPECT_EQ(readWholeFile(outside), "precious");
@@ -79,91 +68,57 @@ TEST(HostileFilesE2E, RecordingsReplaceLinksInLogsAndNeverWriteThroughThem) {
 }
 
 TEST(HostileFilesE2E, ALinkedOrHardLinkedLogFileOrLogDirectoryIsRefusedBeforeAnyTest) {
-    struct Case {
-        const char* what;
-        void (*prepare)(const TempDirectory& base, const std::string& outside);
-    };
-    for (const Case& c :
-         {Case{"symbolic link",
-               [](const TempDirectory&base, const std::string&outside) {
-                   fs::create_directories(logs(base));
-                   fs::create_symlink(outside, logs(base) + "/kvormicrophone.log");
-               }},
-          Case{"hard link",
-               [](const TempDirectory&base, const std::string&outside) {
-                   fs::create_directories(logs(base));
-                   fs::create_hard_link(outside, logs(base) + "/kvormicrophone.log");
-               }},
-          Case{"linked logs directory", [](const TempDirectory&base, const std::string&) {
-                   fs::create_directories(base.file("base"));
-                   fs::create_directories(base.file("elsewhere"));
-                   fs::create_directory_symlink(base.file("elsewhere"), logs(base));
-               }}}) {
+    for (const std::string what : {"symbolic link", "hard link", "linked logs directory"}) {
+        SCOPED_TRACE(what);
         TempDirectory base;
         const std::string outside = base.write("outside.log", "someone else's\n");
-        c.prepare(base, outside);
-
+        fs::create_directories(base.file("base"));
+        if (what == "linked logs directory") {
+            fs::create_directories(base.file("elsewhere"));
+            fs::create_directory_symlink(base.file("elsewhere"), logs(base));
+        } else if (fs::create_directories(logs(base)); what == "hard link") {
+            fs::create_hard_link(outside, logs(base) + "/kvormicrophone.log");
+        } else {
+            fs::create_symlink(outside, logs(base) + "/kvormicrophone.log");
+        }
         const ProgramRun run = runProgram(tonesIn(base), base);
 
-        EXPECT_EQ(run.exitCode, 4) << c.what;
-        EXPECT_EQ(startedTests(run), 0) << c.what;
+        EXPECT_EQ(run.exitCode, 4);
+        EXPECT_TRUE(run.linesOf("start").empty());
         EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
-        EXPECT_EQ(readWholeFile(outside), "someone else's\n") << c.what;
+        EXPECT_EQ(readWholeFile(outside), "someone else's\n");
         EXPECT_TRUE(!fs::exists(base.file("elsewhere")) || fs::is_empty(base.file("elsewhere")));
     }
 }
 
 TEST(HostileFilesE2E, FifosAndDevicesAreRefusedWithoutWaitingOrReadingForEver) {
     struct Case {
-        const char* what;
-        std::vector<std::string> extra;
-        void (*prepare)(const TempDirectory& base);
+        const char* file;
+        bool fifo;  // else a link to /dev/zero
         int exitCode;
         const char* message;
     };
-    for (const Case& c : {
-             Case{"FIFO as the settings file",
-                  {},
-                  [](const TempDirectory& base) { makeFifo(base.file("base/kvormicrophone.ini")); },
-                  5,
-                  "not a regular file"},
-             Case{"/dev/zero as the settings file",
-                  {},
-                  [](const TempDirectory& base) {
-                      fs::create_directories(base.file("base"));
-                      fs::create_symlink("/dev/zero", base.file("base/kvormicrophone.ini"));
-                  },
-                  5,
-                  "not a regular file"},
-             Case{"FIFO as the log file",
-                  {},
-                  [](const TempDirectory& base) {
-                      makeFifo(base.file("base/logs/kvormicrophone.log"));
-                  },
-                  4,
-                  "kvormicrophone.log"},
-             Case{"FIFO as the machine file",
-                  {"--machine", "MACHINE"},
-                  [](const TempDirectory& base) { makeFifo(base.file("machine.json")); },
-                  5,
-                  "not a regular file"},
-             Case{"/dev/zero as the machine file",
-                  {"--machine", "/dev/zero"},
-                  [](const TempDirectory&) {},
-                  5,
-                  "not a regular file"},
-         }) {
+    for (const Case& c : {Case{"base/kvormicrophone.ini", true, 5, "not a regular file"},
+                          Case{"base/kvormicrophone.ini", false, 5, "not a regular file"},
+                          Case{"base/logs/kvormicrophone.log", true, 4, "kvormicrophone.log"},
+                          Case{"machine.json", true, 5, "not a regular file"},
+                          Case{"machine.json", false, 5, "not a regular file"}}) {
+        SCOPED_TRACE(std::string(c.file) + (c.fifo ? " as a FIFO" : " as /dev/zero"));
         TempDirectory base;
-        c.prepare(base);
-        std::vector<std::string> extra = c.extra;
-        for (std::string& argument : extra) {
-            argument = argument == "MACHINE" ? base.file("machine.json") : argument;
+        if (std::string(c.file) != "machine.json") {
+            fs::copy_file(scenarioFile("healthy-laptop"), base.file("machine.json"));
         }
-        const ProgramRun run = runProgram(tonesIn(base, extra), base);
-
-        EXPECT_EQ(run.exitCode, c.exitCode) << c.what << ": " << run.errors;
-        EXPECT_NE(run.errors.find(c.message), std::string::npos) << c.what << ": " << run.errors;
-        EXPECT_EQ(startedTests(run), 0) << c.what;
+        if (c.fifo) {
+            makeFifo(base.file(c.file));
+        } else {
+            fs::create_directories(fs::path(base.file(c.file)).parent_path());
+            fs::create_symlink("/dev/zero", base.file(c.file));
+        }
+        const ProgramRun run =
+            runProgram(tonesIn(base, {"--machine", base.file("machine.json")}), base);
+        EXPECT_EQ(run.exitCode, c.exitCode) << run.errors;
+        EXPECT_NE(run.errors.find(c.message), std::string::npos) << run.errors;
+        EXPECT_TRUE(run.linesOf("start").empty());
     }
 }
 
@@ -172,11 +127,10 @@ TEST(HostileFilesE2E, AFifoInPlaceOfThePreVistaRecordingIsRefusedWithoutHanging)
     fs::create_directories(base.file("tmp"));
     ASSERT_EQ(::mkfifo(base.file("tmp/kvorecord.wav").c_str(), 0600), 0);
 
-    const ProgramRun run =
-        runProgram({"run", "MicrophoneTest", "--audio", "sim", "--machine",
-                    std::string(KVO_SCENARIOS) + "/windows-xp.json", "--ui", "scripted", "--answer",
-                    "pass", "--json", "--base-dir", base.file("base")},
-                   base, "TMPDIR=" + base.file("tmp"));
+    const ProgramRun run = runProgram(
+        {"run", "MicrophoneTest", "--audio", "sim", "--machine", scenarioFile("windows-xp"), "--ui",
+         "scripted", "--answer", "pass", "--json", "--base-dir", base.file("base")},
+        base, "TMPDIR=" + base.file("tmp"));
 
     EXPECT_NE(run.exitCode, 124) << "the run hung";
     EXPECT_NE(run.exitCode, 0);
@@ -195,7 +149,7 @@ TEST(HostileFilesE2E, AnUnwritableReportIsRefusedBeforeTheTestsRun) {
         const ProgramRun run = runProgram(tonesIn(base, {option, report}), base);
 
         EXPECT_EQ(run.exitCode, 4) << report;
-        EXPECT_EQ(startedTests(run), 0) << report;
+        EXPECT_TRUE(run.linesOf("start").empty()) << report;
         EXPECT_EQ(run.errors.rfind("kvormicrophone: cannot write the report file " + report, 0), 0u)
             << run.errors;
         EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
@@ -207,16 +161,13 @@ TEST(HostileFilesE2E, AnUnwritableReportIsRefusedBeforeTheTestsRun) {
 TEST(HostileFilesE2E, AFullDiskEndsCannotRunWithOneLineInsteadOfPassingWithEmptyFiles) {
     TempDirectory base;
     // A file size limit makes every write beyond 16 KiB fail as a full disk would.
-    const ProgramRun run =
-        runProgram(tonesIn(base, {"--setting", "kvormicrophone.GenerateRecording.value=true"}),
-                   base, "trap '' XFSZ; ulimit -f 16;");
+    const ProgramRun run = runProgram(tonesIn(base, {"--setting", kSaveRecordings}), base,
+                                      "trap '' XFSZ; ulimit -f 16;");
 
     EXPECT_EQ(run.exitCode, 4) << run.out;
     EXPECT_NE(run.errors.find("cannot write"), std::string::npos) << run.errors;
-    for (const nlohmann::json& line : run.lines) {
-        if (line["type"] == "result") {
-            EXPECT_EQ(line["result"], "CANNOTRUN");
-        }
+    for (const nlohmann::json& result : run.linesOf("result")) {
+        EXPECT_EQ(result["result"], "CANNOTRUN");
     }
     // Nothing half-written is left under the recording's name.
     EXPECT_FALSE(fs::exists(logs(base) + "/440.wav"));
@@ -235,7 +186,7 @@ TEST(HostileFilesE2E, ASecondRunOnTheSameBaseFolderIsRefusedWhileTheFirstHoldsIt
     const ProgramRun after = runProgram(tonesIn(base), base);
 
     EXPECT_EQ(refused.exitCode, 4);
-    EXPECT_EQ(startedTests(refused), 0);
+    EXPECT_TRUE(refused.linesOf("start").empty());
     EXPECT_EQ(refused.errors,
               "kvormicrophone: another run is using the base folder " + base.file("base") + "\n");
     EXPECT_EQ(after.exitCode, 0) << after.errors;

@@ -1,7 +1,9 @@
 #include "ShellRun.hpp"
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -15,6 +17,21 @@ std::string readWholeFile(const std::string& path) {
     std::stringstream text;
     text << file.rdbuf();
     return text.str();
+}
+
+std::string outputOf(const std::string& command) {
+    std::string output;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        ADD_FAILURE() << "cannot start " << command;
+        return output;
+    }
+    char buffer[65536];
+    for (std::size_t read; (read = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        output.append(buffer, read);
+    }
+    EXPECT_EQ(::pclose(pipe), 0) << command;
+    return output;
 }
 
 std::vector<std::string> textLines(const std::string& text) {

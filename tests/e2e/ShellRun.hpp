@@ -29,6 +29,8 @@ ShellRun runProgram(const std::vector<std::string>& arguments,
                     const std::vector<std::string>& environment, const std::string& directory,
                     const TempDirectory& scratch);
 
+// The standard output of a shell command; a test failure when the command does not exit with 0.
+std::string outputOf(const std::string& command);
 // The text of a file, "" when it cannot be read.
 std::string readWholeFile(const std::string& path);
 // The lines of a text, without their line ends.
