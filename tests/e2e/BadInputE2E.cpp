@@ -24,7 +24,7 @@ TEST(BadInputE2E, MachineFilesThatCannotBeUsedAreCommandLineErrors) {
           {"run", "FrequencyToneTest", "--audio", "sim", "--machine", hugeNumber, "--base-dir",
            base.file("base")},
           {"run", "FrequencyToneTest", "--audio", "pulse", "--machine",
-           std::string(KVO_SCENARIOS) + "/healthy-laptop.json", "--base-dir", base.file("base")},
+           scenarioFile("healthy-laptop"), "--base-dir", base.file("base")},
           {"run", "FrequencyToneTest", "--base-dir", ""},
           {"run", "FrequencyToneTest", "--audio", "sim", "--machine", ""},
           {"devices", "--audio", "sim", "--machine", ""}}) {
@@ -84,10 +84,10 @@ TEST(BadInputE2E, AFormatNoWaveDeviceTakesIsRefusedOnThePreVistaPath) {
     TempDirectory base;
     for (const char* rate : {"4294967295", "200000"}) {
         const ProgramRun run = runProgram(
-            {"run", "MicrophoneTest", "--audio", "sim", "--machine",
-             std::string(KVO_SCENARIOS) + "/windows-xp.json", "--ui", "scripted", "--answer",
-             "pass", "--json", "--param", "BitsPerSample=16", "--param", "NumberOfChannels=1",
-             "--param", std::string("SamplesPerSec=") + rate, "--base-dir", base.file("base")},
+            {"run", "MicrophoneTest", "--audio", "sim", "--machine", scenarioFile("windows-xp"),
+             "--ui", "scripted", "--answer", "pass", "--json", "--param", "BitsPerSample=16",
+             "--param", "NumberOfChannels=1", "--param", std::string("SamplesPerSec=") + rate,
+             "--base-dir", base.file("base")},
             base, "TMPDIR=" + base.path());
         EXPECT_GE(run.exitCode, 1) << rate;
         EXPECT_LE(run.exitCode, 6) << rate << ": " << run.errors;
@@ -96,7 +96,6 @@ TEST(BadInputE2E, AFormatNoWaveDeviceTakesIsRefusedOnThePreVistaPath) {
 }
 
 TEST(BadInputE2E, FiftyThousandGainStagesAreWalkedWithoutOverflowingTheStack) {
-    TempDirectory base;
     nlohmann::json machine = scenarioMachine("healthy-laptop");
     nlohmann::json stages = nlohmann::json::array();
     for (int i = 0; i < 50000; ++i) {
@@ -108,10 +107,7 @@ TEST(BadInputE2E, FiftyThousandGainStagesAreWalkedWithoutOverflowingTheStack) {
     }
     endpointOf(machine, "mic-array")["stages"] = stages;
     const ProgramRun run =
-        runProgram({"run", "MicrophoneTest", "--audio", "sim", "--machine",
-                    base.write("deep.json", machine.dump()), "--ui", "scripted", "--answer", "pass",
-                    "--json", "--base-dir", base.file("base")},
-                   base);
+        runOnMachine({"MicrophoneTest", "--ui", "scripted", "--answer", "pass"}, machine);
     EXPECT_EQ(run.exitCode, 0) << run.errors;
 }
 

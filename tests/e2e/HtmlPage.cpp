@@ -1,38 +1,21 @@
 #include "HtmlPage.hpp"
 
+#include <regex>
 #include <sstream>
 
 namespace kvo::test {
 
 std::string visibleText(const std::string& page) {
-    std::string text;
-    bool inTag = false;
-    for (const char c : page) {
-        if (c == '<' || c == '>') {
-            inTag = c == '<';
-        } else if (!inTag) {
-            text += c;
-        }
+    std::string text = std::regex_replace(page, std::regex("<[^>]*>"), "");
+    // &amp; last, so that "&amp;lt;" shows as "&lt;".
+    for (const auto& [reference, character] : {std::pair{"&lt;", "<"},
+                                               {"&gt;", ">"},
+                                               {"&quot;", "\""},
+                                               {"&#39;", "'"},
+                                               {"&amp;", "&"}}) {
+        text = std::regex_replace(text, std::regex(reference), character);
     }
-    std::string resolved;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        bool replaced = false;
-        for (const auto& [reference, character] :
-             {std::pair{"&lt;", '<'}, std::pair{"&gt;", '>'}, std::pair{"&quot;", '"'},
-              std::pair{"&#39;", '\''}, std::pair{"&amp;", '&'}}) {
-            const std::string_view name(reference);
-            if (text.compare(i, name.size(), name) == 0) {
-                resolved += character;
-                i += name.size() - 1;
-                replaced = true;
-                break;
-            }
-        }
-        if (!replaced) {
-            resolved += text[i];
-        }
-    }
-    return resolved;
+    return text;
 }
 
 std::vector<std::string> attributeValues(const std::string& page, const std::string& tagStart,

@@ -104,10 +104,6 @@ TEST(HtmlReportE2E, TwoMicrophonePcShowsVerdictsSpectraLevelsDevicesEventsAndFil
     EXPECT_NE(page.find("<h1>kvormicrophone report <span class=\"verdict " +
                         std::string(overall == "PASS" ? "pass" : "fail") + "\">" + overall),
               std::string::npos);
-    for (const char* fact : {"<dt>date</dt>", "<dt>machine</dt>", "<dt>audio system</dt>",
-                             "<dt>module version</dt>"}) {
-        EXPECT_NE(page.find(fact), std::string::npos) << fact;
-    }
     EXPECT_NE(visibleText(page).find(run.report["audioDescription"].get<std::string>()),
               std::string::npos);
     EXPECT_NE(page.find("kvormicrophone " + run.report["version"].get<std::string>()),
@@ -129,12 +125,11 @@ TEST(HtmlReportE2E, TwoMicrophonePcShowsVerdictsSpectraLevelsDevicesEventsAndFil
 
     const auto tones = checksOfKind(run, "tone");
     EXPECT_EQ(tones.size(), 3u * 2u * 2u);  // three tones, two channels, two microphones
-    EXPECT_EQ(checksOfKind(run, "amplitude").size(), 2u);
     expectSpectraOfEveryToneCheck(page, tones);
 
     // Each microphone's four levels as bars, against the thresholds that decided.
     const auto levels = checksOfKind(run, "amplitude");
-    ASSERT_FALSE(levels.empty());
+    ASSERT_EQ(levels.size(), 2u);
     EXPECT_EQ(countOf(page, "<svg class=\"levels\""), levels.size());
     const auto bars = numbers(attributeValues(page, "<rect class=\"bar", "data-dbfs"));
     ASSERT_EQ(bars.size(), 4 * levels.size());
@@ -147,10 +142,6 @@ TEST(HtmlReportE2E, TwoMicrophonePcShowsVerdictsSpectraLevelsDevicesEventsAndFil
         }
     }
     EXPECT_GE(countOf(page, "<line class=\"threshold "), levels.size());
-    for (const char* figure : {"<th>volume range</th>", "<th>boost</th>", "<th>SNR</th>",
-                               "<th>THD+N</th>", "<th>clipping</th>", "<th>level (RMS)</th>"}) {
-        EXPECT_NE(page.find(figure), std::string::npos) << figure;
-    }
 
     // The devices as `devices` lists them.
     const std::size_t devices = page.find("<h2>Devices found</h2>");
@@ -160,10 +151,8 @@ TEST(HtmlReportE2E, TwoMicrophonePcShowsVerdictsSpectraLevelsDevicesEventsAndFil
     }
     // The events in the order they were raised, and the files saved, linked.
     std::vector<std::string> keys;
-    for (const nlohmann::json& test : tests) {
-        for (const nlohmann::json& event : test["events"]) {
-            keys.push_back(event["key"]);
-        }
+    for (const nlohmann::json& event : run.linesOf("event")) {
+        keys.push_back(event["key"]);
     }
     ASSERT_FALSE(keys.empty());
     std::vector<std::string> shown;

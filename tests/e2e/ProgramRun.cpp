@@ -13,11 +13,14 @@
 namespace kvo::test {
 namespace {
 
-// What a validator said about a file; "" when it accepted it.
-std::string validationProblems(const std::string& validator, const TempDirectory& base) {
-    const std::string output = base.file("validation.txt");
-    const int status = std::system((validator + " > " + shellQuoted(output) + " 2>&1").c_str());
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? "" : readWholeFile(output);
+// Checks a file the program wrote with a validator command: every report holds to the schema it
+// publishes.
+void expectValid(const std::string& validator, const std::string& file, const TempDirectory& base) {
+    const std::string said = base.file("validation.txt");
+    const int status = std::system(
+        (validator + " " + shellQuoted(file) + " > " + shellQuoted(said) + " 2>&1").c_str());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        << file << ": " << readWholeFile(said);
 }
 
 }  // namespace
@@ -35,21 +38,14 @@ ProgramRun runProgram(const std::vector<std::string>& arguments, const TempDirec
     const std::string report = readWholeFile(base.file("report.json"));
     if (!report.empty()) {
         run.report = nlohmann::json::parse(report);
-        // Every report the program writes holds to the schema it publishes.
-        EXPECT_EQ(validationProblems(
-                      "python3 " + shellQuoted(KVO_SOURCE_DIR "/tests/validate_json.py") + " " +
-                          shellQuoted(KVO_SOURCE_DIR "/docs/schemas/report.schema.json") + " " +
-                          shellQuoted(base.file("report.json")),
-                      base),
-                  "");
+        expectValid("python3 " + shellQuoted(KVO_SOURCE_DIR "/tests/validate_json.py") + " " +
+                        shellQuoted(KVO_SOURCE_DIR "/docs/schemas/report.schema.json"),
+                    base.file("report.json"), base);
     }
     run.junit = readWholeFile(base.file("junit.xml"));
     if (!run.junit.empty()) {
-        EXPECT_EQ(validationProblems("xmllint --noout --schema " +
-                                         shellQuoted(KVO_SOURCE_DIR "/tests/junit.xsd") + " " +
-                                         shellQuoted(base.file("junit.xml")),
-                                     base),
-                  "");
+        expectValid("xmllint --noout --schema " + shellQuoted(KVO_SOURCE_DIR "/tests/junit.xsd"),
+                    base.file("junit.xml"), base);
     }
     return run;
 }
@@ -97,13 +93,6 @@ ProgramRun runOnMachineFile(const std::vector<std::string>& arguments, const std
     return runProgram(command, base);
 }
 
-ProgramRun inOwnBase(const std::function<ProgramRun(const TempDirectory&)>& start) {
-    const auto base = std::make_shared<const TempDirectory>();
-    ProgramRun run = start(*base);
-    run.ownBase = base;
-    return run;
-}
-
 }  // namespace
 
 ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std::string& scenario,
@@ -113,14 +102,18 @@ ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments, const std
 
 ProgramRun runOnSimulatedPc(const std::vector<std::string>& arguments,
                             const std::string& scenario) {
-    return inOwnBase(
-        [&](const TempDirectory& base) { return runOnSimulatedPc(arguments, scenario, base); });
+    const auto base = std::make_shared<const TempDirectory>();
+    ProgramRun run = runOnSimulatedPc(arguments, scenario, *base);
+    run.ownBase = base;
+    return run;
 }
 
 ProgramRun runOnMachine(const std::vector<std::string>& arguments, const nlohmann::json& machine) {
-    return inOwnBase([&](const TempDirectory& base) {
-        return runOnMachineFile(arguments, base.write("machine.json", machine.dump(2)), base);
-    });
+    const auto base = std::make_shared<const TempDirectory>();
+    ProgramRun run =
+        runOnMachineFile(arguments, base->write("machine.json", machine.dump()), *base);
+    run.ownBase = base;
+    return run;
 }
 
 std::vector<nlohmann::json> ProgramRun::linesOf(const std::string& type) const {

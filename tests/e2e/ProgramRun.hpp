@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
