@@ -23,14 +23,16 @@ struct UsersFolder {
         std::filesystem::create_directories(home.file("work/logs"));
         std::ofstream(home.file("work/logs/interview.wav")) << "the user's own recording";
     }
-    std::string work() const { return home.file("work"); }
+    ShellRun run(const std::vector<std::string>& arguments,
+                 const std::vector<std::string>& environment) const {
+        return runProgram(arguments, environment, home.file("work"), scratch);
+    }
 };
 
 TEST(OutputFolderE2E, WithoutBaseDirARunWritesToTheStateFolderAndLeavesTheCurrentFolderAlone) {
     UsersFolder user;
     const std::string state = user.home.file("state");
-    const ShellRun run =
-        runProgram(kSavedTones, {"XDG_STATE_HOME=" + state}, user.work(), user.scratch);
+    const ShellRun run = user.run(kSavedTones, {"XDG_STATE_HOME=" + state});
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     EXPECT_EQ(readWholeFile(user.home.file("work/logs/interview.wav")), "the user's own recording");
     EXPECT_EQ(std::filesystem::directory_iterator(user.home.file("work/logs"))->path().filename(),
@@ -47,8 +49,7 @@ TEST(OutputFolderE2E, WithoutAnAbsoluteXdgStateHomeTheFolderIsUnderHome) {
     for (const std::string& xdg :
          {std::string("-u XDG_STATE_HOME"), std::string("XDG_STATE_HOME=relative/state")}) {
         UsersFolder user;
-        const ShellRun run =
-            runProgram(kSavedTones, {"HOME=" + user.home.path(), xdg}, user.work(), user.scratch);
+        const ShellRun run = user.run(kSavedTones, {"HOME=" + user.home.path(), xdg});
         EXPECT_EQ(run.exitCode, 0) << xdg << run.errors;
         EXPECT_TRUE(std::filesystem::is_regular_file(
             user.home.file(".local/state/kvormicrophone/logs/440.wav")))
@@ -59,8 +60,7 @@ TEST(OutputFolderE2E, WithoutAnAbsoluteXdgStateHomeTheFolderIsUnderHome) {
 
 TEST(OutputFolderE2E, WithNoPerUserFolderTheRunCannotRunAndAsksForBaseDir) {
     UsersFolder user;
-    const ShellRun run =
-        runProgram(kSavedTones, {"-u XDG_STATE_HOME", "-u HOME"}, user.work(), user.scratch);
+    const ShellRun run = user.run(kSavedTones, {"-u XDG_STATE_HOME", "-u HOME"});
     EXPECT_EQ(run.exitCode, 4);
     EXPECT_NE(run.errors.find("--base-dir"), std::string::npos) << run.errors;
 }
@@ -69,8 +69,7 @@ TEST(OutputFolderE2E, BaseDirOverridesTheStateFolderAndJsonEndsWithWhereTheFiles
     UsersFolder user;
     std::vector<std::string> arguments = kSavedTones;
     arguments.insert(arguments.end(), {"--json", "--base-dir", user.home.file("chosen")});
-    const ShellRun run = runProgram(arguments, {"XDG_STATE_HOME=" + user.home.file("state")},
-                                    user.work(), user.scratch);
+    const ShellRun run = user.run(arguments, {"XDG_STATE_HOME=" + user.home.file("state")});
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     EXPECT_FALSE(std::filesystem::exists(user.home.file("state")));
     ASSERT_FALSE(run.outLines().empty());

@@ -1,20 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "ShellRun.hpp"
 
 namespace kvo::test {
 namespace {
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        result.push_back(line);
-    }
-    return result;
-}
 
 bool contains(const std::string& line, const std::string& text) {
     return line.find(text) != std::string::npos;
@@ -25,15 +14,17 @@ TEST(RunLogE2E, EveryRunOfTheLogStartsWithItsHeaderAndEndsWithItsVerdict) {
     TempDirectory base;
     TempDirectory scratch;
     const auto runTones = [&](const std::string& scenario) {
-        return runProgram({"run", "FrequencyToneTest", "--param", "FrequencyList=440", "--audio",
-                           "sim", "--machine", std::string(KVO_SCENARIOS) + "/" + scenario,
-                           "--log-level", "3", "--base-dir", base.path()},
-                          {}, base.path(), scratch);
+        return runProgram(
+            {"run", "FrequencyToneTest", "--param", "FrequencyList=440", "--audio", "sim",
+             "--machine", std::string(KVO_SCENARIOS) + "/" + scenario + ".json", "--log-level", "3",
+             "--base-dir", base.path()},
+            {}, base.path(), scratch);
     };
-    EXPECT_EQ(runTones("healthy-laptop.json").exitCode, 0);
-    EXPECT_EQ(runTones("dead-microphone.json").exitCode, 1);
+    EXPECT_EQ(runTones("healthy-laptop").exitCode, 0);
+    EXPECT_EQ(runTones("dead-microphone").exitCode, 1);
 
-    const std::vector<std::string> log = lines(readWholeFile(base.file("logs/kvormicrophone.log")));
+    const std::vector<std::string> log =
+        textLines(readWholeFile(base.file("logs/kvormicrophone.log")));
     std::vector<std::size_t> starts;
     std::vector<std::string> verdicts;
     for (std::size_t i = 0; i < log.size(); ++i) {
