@@ -2,6 +2,7 @@
 
 #include "ProgramRun.hpp"
 #include "Sox.hpp"
+#include "support/ShellQuote.hpp"
 
 namespace kvo::test {
 namespace {
@@ -131,7 +132,8 @@ TEST(MeasurementE2E, LevelsOfASoxGeneratedToneInNoiseMatchSoxStatsWithinATenthOf
     const std::string mixed = base.file("1000.wav");
     soxMake(tone, "-r 48000 -b 16 -c 2", "synth 1 sine 1000 vol 0.25");
     soxMake(noise, "-r 48000 -b 16 -c 2", "synth 1 whitenoise vol 0.01");
-    outputOf("sox -D -m -v 1 '" + tone + "' -v 1 '" + noise + "' '" + mixed + "'");
+    outputOf("sox -D -m -v 1 " + shellQuoted(tone) + " -v 1 " + shellQuoted(noise) + " " +
+             shellQuoted(mixed));
     const ProgramRun run = runProgram({"analyze", mixed, "--json"}, base);
     ASSERT_EQ(run.exitCode, 0) << run.errors;
     const auto checks = run.measurements();
