@@ -42,77 +42,33 @@ constexpr std::uint32_t kInteresting[] = {
     0xFFFF, 0x10000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFF0, 0xFFFFFFFE, 0xFFFFFFFF};
 
 void mutate(Bytes& bytes, const std::vector<Bytes>& seeds, Random& random) {
-    const std::size_t kind = random.below(7);
-    const auto value = [&] {
-        return kInteresting[random.below(sizeof kInteresting / sizeof kInteresting[0])];
-    };
-    switch (kind) {
-        case 0:  // flip a bit
-            if (!bytes.empty()) {
-                bytes[random.below(bytes.size())] ^=
-                    static_cast<std::uint8_t>(1u << random.below(8));
-            }
-            break;
-        case 1:  // an edge value into one byte
-            if (!bytes.empty()) {
-                bytes[random.below(bytes.size())] = static_cast<std::uint8_t>(value());
-            }
-            break;
-        case 2:  // an edge value into a little-endian field of 2 or 4 bytes
-        {
-            const std::size_t width = random.below(2) == 0 ? 2 : 4;
-            if (bytes.size() >= width) {
-                const std::size_t at = random.below(bytes.size() - width + 1);
-                std::uint32_t v = value();
-                if (random.below(4) == 0) {
-                    v = static_cast<std::uint32_t>(bytes.size() + random.below(9) - 4);
-                }
-                for (std::size_t i = 0; i < width; ++i) {
-                    bytes[at + i] = static_cast<std::uint8_t>(v >> (8 * i));
-                }
-            }
-            break;
+    const std::size_t kind = random.below(4);
+    if (kind == 0 && !bytes.empty()) {  // flip a bit
+        bytes[random.below(bytes.size())] ^= static_cast<std::uint8_t>(1u << random.below(8));
+    } else if (kind == 1) {  // an edge value, or about the input's size, into a field of 1, 2 or 4
+        const std::size_t width = std::size_t{1} << random.below(3);
+        std::uint32_t value = kInteresting[random.below(std::size(kInteresting))];
+        if (random.below(4) == 0) {
+            value = static_cast<std::uint32_t>(bytes.size() + random.below(9) - 4);
         }
-        case 3:  // cut the end off
-            bytes.resize(random.below(bytes.size() + 1));
-            break;
-        case 4:  // insert a few random bytes
-        {
-            const std::size_t at = random.below(bytes.size() + 1);
-            const std::size_t count = 1 + random.below(8);
-            for (std::size_t i = 0; i < count; ++i) {
-                bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                             static_cast<std::uint8_t>(random.next()));
+        if (bytes.size() >= width) {
+            const std::size_t at = random.below(bytes.size() - width + 1);
+            for (std::size_t i = 0; i < width; ++i) {
+                bytes[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
             }
-            break;
         }
-        case 5:  // remove a range
-            if (!bytes.empty()) {
-                const std::size_t at = random.below(bytes.size());
-                const std::size_t count =
-                    1 + random.below(std::min<std::size_t>(16, bytes.size() - at));
-                bytes.erase(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                            bytes.begin() + static_cast<std::ptrdiff_t>(at + count));
-            }
-            break;
-        default:  // splice in a piece of another seed
-        {
-            const Bytes& other = seeds[random.below(seeds.size())];
-            if (!other.empty()) {
-                const std::size_t from = random.below(other.size());
-                const std::size_t count = 1 + random.below(other.size() - from);
-                const std::size_t at = random.below(bytes.size() + 1);
-                bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                             other.begin() + static_cast<std::ptrdiff_t>(from),
-                             other.begin() + static_cast<std::ptrdiff_t>(from + count));
-            }
-            break;
+    } else if (kind == 2) {  // cut the end off
+        bytes.resize(random.below(bytes.size() + 1));
+    } else {  // splice in a piece of a seed, which may repeat or move a chunk
+        const Bytes& other = seeds[random.below(seeds.size())];
+        if (!other.empty()) {
+            const std::size_t from = random.below(other.size());
+            const std::size_t count = 1 + random.below(other.size() - from);
+            const auto at = static_cast<std::ptrdiff_t>(random.below(bytes.size() + 1));
+            bytes.insert(bytes.begin() + at, other.begin() + static_cast<std::ptrdiff_t>(from),
+                         other.begin() + static_cast<std::ptrdiff_t>(from + count));
         }
     }
-}
-
-void run(const Bytes& bytes) {
-    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
 
 }  // namespace
@@ -135,7 +91,7 @@ int main(int argc, char** argv) {
     for (const auto& path : paths) {
         std::ifstream in(path, std::ios::binary);
         seeds.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-        run(seeds.back());
+        LLVMFuzzerTestOneInput(seeds.back().data(), seeds.back().size());
     }
     if (seeds.empty()) {
         std::fprintf(stderr, "no seed files in %s\n", argv[1]);
@@ -149,7 +105,7 @@ int main(int argc, char** argv) {
         for (std::size_t round = 0; round < rounds; ++round) {
             mutate(bytes, seeds, random);
         }
-        run(bytes);
+        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     }
     std::printf("%zu seeds and %ld mutations ran\n", seeds.size(), mutations);
     return 0;
