@@ -149,22 +149,6 @@ TEST(HostileFilesE2E, FilesItMustNotUseAreRefusedBeforeAnyTestWithOneLine) {
     EXPECT_EQ(runProgram(tonesIn(base), base).exitCode, 0);
 }
 
-TEST(HostileFilesE2E, AFifoInPlaceOfThePreVistaRecordingIsRefusedWithoutHanging) {
-    TempDirectory base;
-    fs::create_directories(base.file("tmp"));
-    ASSERT_EQ(::mkfifo(base.file("tmp/kvorecord.wav").c_str(), 0600), 0);
-
-    const ProgramRun run = runProgram(
-        {"run", "MicrophoneTest", "--audio", "sim", "--machine", scenarioFile("windows-xp"), "--ui",
-         "scripted", "--answer", "pass", "--json", "--base-dir", base.file("base")},
-        base, "TMPDIR=" + base.file("tmp"));
-
-    EXPECT_NE(run.exitCode, 124) << "the run hung";
-    EXPECT_NE(run.exitCode, 0);
-    EXPECT_FALSE(run.events("MSG_FILE_NOT_SAVED").empty()) << run.out;
-    EXPECT_TRUE(fs::is_fifo(base.file("tmp/kvorecord.wav")));
-}
-
 TEST(HostileFilesE2E, AFullDiskEndsCannotRunWithOneLineInsteadOfPassingWithEmptyFiles) {
     TempDirectory base;
     // A file size limit makes every write beyond 16 KiB fail as a full disk would.

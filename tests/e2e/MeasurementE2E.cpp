@@ -48,6 +48,10 @@ TEST(MeasurementE2E, DeadSilentAndNoisyMicrophonesFailWithTheSameEventButSayDiff
 TEST(MeasurementE2E, AmplitudeCheckReportsTheFourLevelsTheThresholdsAndTheBoost) {
     const ProgramRun run = runOnSimulatedPc({"IntegratedMicrophoneTest"});
     ASSERT_EQ(run.exitCode, 0) << run.errors;
+    // Its JUnit file: the result and the one check, both passed.
+    EXPECT_NE(run.junit.find("tests=\"2\" failures=\"0\" errors=\"0\" skipped=\"0\""),
+              std::string::npos)
+        << run.junit;
     const auto checks = run.measurements();
     ASSERT_EQ(checks.size(), 1u);
     const nlohmann::json& figures = checks[0]["measurement"];
