@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -179,16 +180,21 @@ std::vector<MalformedCase> malformedCases() {
     return cases;
 }
 
-// From memory, from a file and through the partial reader alike.
-TEST(WaveFileErrors, MalformedInputIsNamed) {
+// From memory, from a file and through the partial reader alike; a failure
+// drops what an earlier load held.
+TEST(WaveFileErrors, MalformedOrMissingInputIsNamed) {
     kvo::test::TempDirectory dir;
+    const std::string good =
+        riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({5, 6})));
+    WaveFile wave;
     for (const MalformedCase& c : malformedCases()) {
         SCOPED_TRACE(c.name);
-        WaveFile wave;
+        ASSERT_TRUE(wave.loadMemory(good.data(), good.size()));
         EXPECT_FALSE(wave.loadMemory(c.bytes.data(), c.bytes.size()));
         EXPECT_NE(wave.error().find(c.error), std::string::npos) << wave.error();
         EXPECT_FALSE(wave.isLoaded());
         EXPECT_TRUE(wave.samples().empty());
+        EXPECT_EQ(wave.format(), WAVEFORMATEX{});
 
         EXPECT_FALSE(wave.loadFile(dir.write("bad.wav", c.bytes)));
         EXPECT_NE(wave.error().find(c.error), std::string::npos) << wave.error();
@@ -197,25 +203,6 @@ TEST(WaveFileErrors, MalformedInputIsNamed) {
         EXPECT_FALSE(reader.open(dir.file("bad.wav"), WaveFile::kMaxFileBytes));
         EXPECT_NE(reader.error().find(c.error), std::string::npos) << reader.error();
     }
-}
-
-TEST(WaveFileErrors, FailureDropsWhatAnEarlierLoadHeld) {
-    WaveFile wave;
-    const std::string good =
-        riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({5, 6})));
-    ASSERT_TRUE(wave.loadMemory(good.data(), good.size()));
-    EXPECT_FALSE(wave.loadMemory(good.data(), 20));
-    EXPECT_TRUE(wave.samples().empty());
-    EXPECT_EQ(wave.format(), WAVEFORMATEX{});
-}
-
-TEST(WaveFileFiles, LoadsFromAPathAndNamesAMissingOne) {
-    kvo::test::TempDirectory dir;
-    const std::string path = dir.write(
-        "1000.wav", riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({-9}))));
-    WaveFile wave;
-    ASSERT_TRUE(wave.loadFile(path)) << wave.error();
-    EXPECT_EQ(wave.samples(), Samples{-9});
     EXPECT_FALSE(wave.loadFile(dir.file("missing.wav")));
     EXPECT_NE(wave.error().find("missing.wav"), std::string::npos) << wave.error();
 }
@@ -258,6 +245,9 @@ TEST(WaveFileReaderParts, AFileLargerThanTheLimitOrNotRegularIsRefusedUnread) {
     kvo::test::TempDirectory dir;
     const std::string path = dir.write(
         "small.wav", riff(fmtChunk(1, 1, 8000, 16) + chunk("data", raw<std::int16_t>({1, 2}))));
+    WaveFile wave;
+    ASSERT_TRUE(wave.loadFile(path)) << wave.error();
+    EXPECT_EQ(wave.samples(), (Samples{1, 2}));
     WaveFileReader reader;
     EXPECT_FALSE(reader.open(path, 40));
     EXPECT_NE(reader.error().find("larger than 40 bytes"), std::string::npos) << reader.error();
@@ -265,6 +255,51 @@ TEST(WaveFileReaderParts, AFileLargerThanTheLimitOrNotRegularIsRefusedUnread) {
     EXPECT_FALSE(reader.open(dir.path(), WaveFile::kMaxFileBytes));
     EXPECT_NE(reader.error().find("not a regular file"), std::string::npos) << reader.error();
 }
+
+#ifndef _WIN32
+// Files that sox writes, compared with the 16-bit file they were converted from.
+TEST(WaveFileSox, WiderFormatsAndSixChannelsGiveBackTheSourceInItsChannelOrder) {
+    if (std::system("sox --version > /dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "sox is not installed (Debian package sox); this check needs it";
+    }
+    kvo::test::TempDirectory dir;
+    const auto sox = [&](const std::string& arguments, const std::string& name,
+                         const std::string& effects = "") {
+        const std::string command =
+            "sox -R -V1 " + arguments + " '" + dir.file(name) + "' " + effects;
+        EXPECT_EQ(std::system(command.c_str()), 0) << command;
+        WaveFile wave;
+        EXPECT_TRUE(wave.loadFile(dir.file(name))) << wave.error();
+        return wave;
+    };
+    // Stereo 44.1 kHz 16-bit: a tone on the left, full-band noise on the right.
+    const WaveFile reference =
+        sox("-n -r 44100 -c 2 -b 16", "ref.wav", "synth 0.05 sine 440 whitenoise gain -3");
+    ASSERT_EQ(reference.numBlocks(), 2205u);
+    const std::string source = "'" + dir.file("ref.wav") + "' ";
+    struct Case {
+        std::string name, options;
+        std::uint16_t tag, bits;
+    };
+    for (const Case& c :
+         {Case{"s24.wav", "-b 24", 0xFFFE, 24}, Case{"s24plain.wav", "-t wavpcm -b 24", 1, 24},
+          Case{"s32.wav", "-e signed-integer -b 32", 0xFFFE, 32},
+          Case{"f32.wav", "-e floating-point -b 32", 3, 32},
+          Case{"f64.wav", "-e floating-point -b 64", 3, 64}}) {
+        const WaveFile wave = sox(source + c.options, c.name);
+        EXPECT_EQ(wave.fileFormat().wFormatTag, c.tag) << c.name;
+        EXPECT_EQ(wave.fileFormat().wBitsPerSample, c.bits) << c.name;
+        EXPECT_EQ(wave.format(), reference.format()) << c.name;
+        EXPECT_EQ(wave.samples(), reference.samples()) << c.name;
+    }
+    const WaveFile six = sox("-M " + source + source + source, "six.wav");
+    ASSERT_EQ(six.format(), makePcmFormat(6, 44100, 16));
+    ASSERT_EQ(six.numBlocks(), reference.numBlocks());
+    for (std::size_t i = 0; i < six.samples().size(); ++i) {
+        ASSERT_EQ(six.samples()[i], reference.samples()[i / 6 * 2 + i % 6 % 2]) << "sample " << i;
+    }
+}
+#endif
 
 }  // namespace
 }  // namespace audio
