@@ -5,7 +5,7 @@ set -euo pipefail
 
 # chromium and imagemagick: the browser tests render the HTML report and check its screenshot.
 native=(cmake ninja-build g++ pkg-config libfmt-dev nlohmann-json3-dev libcli11-dev googletest
-        libbenchmark-dev libfftw3-dev clang-format sox libsndfile1-dev tmux pulseaudio libpulse-dev
+        libbenchmark-dev libfftw3-dev clang-format sox tmux pulseaudio libpulse-dev
         help2man dpkg-dev unzip python3-jsonschema libxml2-utils chromium imagemagick)
 # The Windows dialogs' tests run Wine on a virtual X display, worked with
 # xdotool, with screenshots checked by ImageMagick.

@@ -43,33 +43,9 @@ protected:
     }
 };
 
-// Directions and counts are the conformance suite's; here, which devices Wine shows.
-TEST_F(WasapiDeviceTest, EnumeratesTheServersDevicesWithTheirNames) {
-    const auto render = enumerateEndpoints(*context_, eRender, DEVICE_STATE_ACTIVE);
-    const auto capture = enumerateEndpoints(*context_, eCapture, DEVICE_STATE_ACTIVE);
-    auto has = [](const std::vector<EndpointRecord>& records, const std::string& description) {
-        return std::any_of(records.begin(), records.end(), [&](const EndpointRecord& record) {
-            return record.property.description == description && !record.utf8Id.empty() &&
-                   !record.property.friendlyName.empty();
-        });
-    };
-    EXPECT_TRUE(has(render, "Built-in Speaker"));
-    EXPECT_TRUE(has(render, "USB Headphones"));
-    EXPECT_FALSE(has(render, "Built-in Microphone"));
-    EXPECT_TRUE(has(capture, "Built-in Microphone"));
-    EXPECT_TRUE(has(capture, "Monitor of Built-in Speaker"));
-}
-
-TEST_F(WasapiDeviceTest, AnEndpointFoundAgainByIdAnswersForTheSameDevice) {
-    const AudioDevicePtr microphone = endpointNamed(eCapture, "Built-in Microphone");
-    ASSERT_NE(microphone, nullptr);
-    EXPECT_TRUE(microphone->refresh());
-    EXPECT_EQ(microphone->state(), DEVICE_STATE_ACTIVE);
-    const ComPtr<IMMDevice> device = context_->device(toWide(microphone->id()));
-    ASSERT_TRUE(device);
-    EXPECT_EQ(describeEndpoint(*context_, *device.get()).property.friendlyName,
-              microphone->friendlyName());
-
+// Which devices Wine shows, with their formats, is the end-to-end runs'; an
+// endpoint of a device that is gone cannot be shown there.
+TEST_F(WasapiDeviceTest, AnEndpointOfAGoneDeviceAnswersWithoutIt) {
     EndpointRecord gone;
     gone.id = L"{0.0.1.00000000}.{00000000-0000-0000-0000-000000000000}";
     gone.utf8Id = toUtf8(gone.id.c_str());
@@ -87,40 +63,24 @@ TEST_F(WasapiDeviceTest, AnEndpointFoundAgainByIdAnswersForTheSameDevice) {
     EXPECT_FALSE(missing->waveLegacyDeviceID(number));
 }
 
-TEST_F(WasapiDeviceTest, WithoutTopologyTheFormFactorDecidesWhatIsBuiltIn) {
+// What is built in shows in the end-to-end runs; here, that a missing topology
+// is said once, however often the jacks are read, and what stands in for it.
+TEST_F(WasapiDeviceTest, WithoutTopologyJacksComeFromTheFormFactorAndCardsFromTheInterface) {
     const kvo::test::CapturingLogSink log;
     const AudioDevicePtr microphone = endpointNamed(eCapture, "Built-in Microphone");
-    const AudioDevicePtr monitor = endpointNamed(eCapture, "Monitor of Built-in Speaker");
-    const AudioDevicePtr speaker = endpointNamed(eRender, "Built-in Speaker");
-    ASSERT_TRUE(microphone && monitor && speaker);
-    EXPECT_TRUE(isIntegratedMicrophone(*microphone));
-    EXPECT_TRUE(isIntegratedSpeaker(*speaker));
-    EXPECT_FALSE(isIntegratedMicrophone(*monitor)) << "Wine reports monitors as line level";
-    EXPECT_FALSE(isIntegratedSpeaker(*microphone));
+    ASSERT_TRUE(microphone);
+    kvo::Array<KSJACK_DESCRIPTION> jacks;
+    for (int read = 0; read < 2; ++read) {
+        ASSERT_EQ(microphone->jackInfo(jacks), 1u);
+        EXPECT_EQ(jacks[0].PortConnection, ePortConnIntegratedDevice);
+    }
     kvo::Array<AudioComponent<IConnector>> connectors;
     EXPECT_EQ(microphone->connector(connectors), 0u);
     EXPECT_EQ(timesSaid(log,
                         "\"Built-in Microphone\" has no device topology: its jack is "
                         "taken from its form factor, microphone"),
-              1)
-        << "said once, however often the jacks are read";
-}
+              1);
 
-TEST_F(WasapiDeviceTest, JacksFromAFormFactorMarkOnlySpeakersAndMicrophonesBuiltIn) {
-    EXPECT_EQ(jacksFromFormFactor(eRender, Speakers, true)[0].PortConnection,
-              ePortConnIntegratedDevice);
-    EXPECT_EQ(jacksFromFormFactor(eCapture, Microphone, true)[0].PortConnection,
-              ePortConnIntegratedDevice);
-    EXPECT_EQ(jacksFromFormFactor(eRender, Microphone, true)[0].PortConnection, ePortConnJack);
-    for (const EndpointFormFactor other :
-         {Headphones, Headset, LineLevel, SPDIF, UnknownFormFactor}) {
-        EXPECT_EQ(jacksFromFormFactor(eCapture, other, true)[0].PortConnection, ePortConnJack);
-    }
-    EXPECT_FALSE(jacksFromFormFactor(eCapture, Microphone, false)[0].IsConnected);
-}
-
-TEST_F(WasapiDeviceTest, SoundCardsWithoutTopologyAreNamedAfterTheirInterfaceAndOwnTheirEndpoints) {
-    const kvo::test::CapturingLogSink log;
     const auto cards = soundCardsOf(context_);
     const auto card = std::find_if(cards.begin(), cards.end(), [](const SoundCardPtr& each) {
         return each->name() == "Built-in Microphone";
@@ -137,23 +97,6 @@ TEST_F(WasapiDeviceTest, SoundCardsWithoutTopologyAreNamedAfterTheirInterfaceAnd
                         "(0x80004002 E_NOINTERFACE): its sound card is named after its "
                         "interface, \"Built-in Microphone\", without driver information"),
               1);
-}
-
-TEST_F(WasapiDeviceTest, SharedFormatsAreThoseTheAudioClientTakesAsTheyAre) {
-    const AudioDevicePtr speaker = endpointNamed(eRender, "Built-in Speaker");
-    ASSERT_NE(speaker, nullptr);
-    kvo::Array<tWAVEFORMATEX> formats;
-    ASSERT_GT(speaker->compatibleFormats(formats, AUDCLNT_SHAREMODE_SHARED), 0u);
-    bool stereo16 = false;
-    for (std::uint32_t i = 0; i < formats.size(); ++i) {
-        EXPECT_EQ(formats[i].wFormatTag, 1) << "PCM only";
-        EXPECT_EQ(speaker->isFormatSupported(formats[i], AUDCLNT_SHAREMODE_SHARED), kOk);
-        stereo16 = stereo16 || formats[i] == makePcmFormat(2, 48000, 16);
-    }
-    EXPECT_TRUE(stereo16);
-    // Plain PCM of more than two channels needs the extensible record.
-    EXPECT_EQ(speaker->isFormatSupported(makePcmFormat(8, 48000, 16), AUDCLNT_SHAREMODE_SHARED),
-              kUnsupportedFormat);
 }
 
 TEST_F(WasapiDeviceTest, WaveDeviceNumbersNameTheSameEndpoints) {

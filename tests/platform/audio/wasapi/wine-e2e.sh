@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # End-to-end runs of the Windows program under Wine with --audio wasapi, on a
-# private PulseAudio daemon that each case starts (normal or deaf microphone)
+# private PulseAudio daemon that each case starts (hearing or deaf microphone)
 # and the Wine prefix of scripts/wine-audio-bed.sh.
 #
 #   wine-e2e.sh CASE PROGRAM.exe BED_DIR
@@ -82,7 +82,21 @@ run_program() {  # arguments...; sets status and output
     echo "$output"
 }
 
-case_devices() {
+# Wine's audio threads drop samples when a loaded machine starves them, and a
+# dropout smears a tone's peak into a FAIL. A FAIL verdict is run again, up to
+# three runs in all; a program that cannot pass never passes any of them.
+run_tone_test_until_pass() {  # arguments for run...
+    local attempt
+    for attempt in 1 2 3; do
+        run_program run FrequencyToneTest "$@"
+        [ "$status" -eq 1 ] || return 0
+        echo "--- a FAIL verdict on run $attempt"
+    done
+}
+
+# One daemon whose built-in microphone hears the built-in speaker, for every
+# command in turn; the user's levels must be back after each.
+case_hearing() {
     start_server
     run_program devices
     check "devices exits 0" test "$status" -eq 0
@@ -97,105 +111,27 @@ case_devices() {
     run_program devices --json
     check "devices --json exits 0" test "$status" -eq 0
     check "json names the backend" has '"audioSystem": "wasapi"'
-}
 
-# Wine's audio threads drop samples when a loaded machine starves them, and a
-# dropout smears a tone's peak into a FAIL. A FAIL verdict is run again, up to
-# three runs in all; a program that cannot pass never passes any of them.
-run_tone_test_until_pass() {  # arguments for run...
-    local attempt
-    for attempt in 1 2 3; do
-        run_program run FrequencyToneTest "$@"
-        [ "$status" -eq 1 ] || return 0
-        echo "--- a FAIL verdict on run $attempt"
-    done
-}
-
-case_tone_pass() {
-    start_server
     drop_external_pair
     set_user_levels
     local before
     before=$(levels)
     run_tone_test_until_pass --param FrequencyList=440,1000,4000
-    check "PASS" test "$status" -eq 0
+    check "tone test PASS" test "$status" -eq 0
     check "says PASS" has "^FrequencyToneTest: PASS"
     check "played every tone" has "Playing a 4000 Hz tone"
     check "no WAV kept" test -z "$(find "$work/base/logs" -name '*.wav')"
     check "shows where the log is, in Windows' own separators" has 'Log: .*\\logs\\kvormicrophone\.log '
-    check "the user's levels are back" test "$(levels)" = "$before"
-}
+    check "levels back after the tone test" test "$(levels)" = "$before"
 
-case_tone_deaf() {
-    start_server deaf
-    drop_external_pair
-    set_user_levels
-    local before
-    before=$(levels)
-    run_program run FrequencyToneTest --param FrequencyList=440,1000,4000
-    check "FAIL" test "$status" -eq 1
-    check "names the tones not heard" has "error +FAIL_FREQUENCY_TONE_TEST: .*\(Hz\):.*440"
-    check "keeps the failing recordings" test -s "$work/base/logs/440.wav"
-    check "the user's levels are back" test "$(levels)" = "$before"
-}
-
-# A card whose name says SST runs the tone test on the legacy wave API: here
-# a speaker named so that plays into the built-in speaker, at its rate.
-case_tone_legacy() {
-    start_server
-    drop_external_pair
-    pactl load-module module-remap-sink sink_name=sst_speaker master=int_speaker rate=48000 \
-        sink_properties="'device.description=\"Intel SST Speaker\"'" >/dev/null
-    set_user_levels
-    local before
-    before=$(levels)
-    run_tone_test_until_pass --param FrequencyList=440,1000 --log-level 1
-    check "PASS" test "$status" -eq 0
-    check "played every tone" has "Playing a 1000 Hz tone"
-    check "no wave device failed" bash -c "! grep -qE 'CANNOTRUN|DEVICE_MISCONFIGURED' <<<\"\$0\"" "$output"
-    check "took the legacy API" grep -q "Using windows legacy audio API" "$work/base/logs/kvormicrophone.log"
-    check "the user's levels are back" test "$(levels)" = "$before"
-}
-
-case_integrated_microphone() {
-    start_server
-    drop_external_pair
-    set_user_levels
-    local before
-    before=$(levels)
     run_program run IntegratedMicrophoneTest
     check "a verdict (PASS or FAIL)" test "$status" -eq 0 -o "$status" -eq 1
     check "tested the built-in microphone" has "Built-in Microphone"
-    check "the user's levels are back" test "$(levels)" = "$before"
-}
+    check "levels back after the amplitude test" test "$(levels)" = "$before"
 
-# The level meter hears a half-scale sine played into the speaker the
-# microphone listens to, and leaves every level as it was.
-case_meter() {
-    start_server
-    drop_external_pair
-    set_user_levels
-    local before
-    before=$(levels)
-    pactl load-module module-sine sink=int_speaker frequency=1000 >/dev/null
-    # Wine's first packet can take about 2 s.
-    run_program meter --seconds 5
-    check "meter exits 0" test "$status" -eq 0
-    check "shows the microphone's volume and mute" has ": volume [0-9]+ % .*, (not )?muted, "
-    check "hears the sine (not silence)" has "^(M|L) -([3-9]|[1-3][0-9])\.[0-9] dBFS peak -"
-    check "the user's levels are unchanged" test "$(levels)" = "$before"
-}
-
-# Ctrl-C: Wine turns SIGINT into the console's CTRL_C_EVENT.
-case_stop() {
-    start_server
-    drop_external_pair
-    set_user_levels
-    local before
-    before=$(levels)
-    cd "$work/base" || exit 1
-    timeout 300 wine "$program" run FrequencyToneTest --audio wasapi --base-dir "$base_dir" \
-        --param FrequencyList=440,1000,2000,3000,4000 >"$work/out" 2>&1 &
+    # Ctrl-C: Wine turns SIGINT into the console's CTRL_C_EVENT.
+    (cd "$work/base" && exec timeout 300 wine "$program" run FrequencyToneTest --audio wasapi \
+        --base-dir "$base_dir" --param FrequencyList=440,1000,2000,3000,4000 >"$work/out" 2>&1) &
     local pid=$!
     for _ in $(seq 600); do
         grep -q "Playing a 1000 Hz tone" "$work/out" && break
@@ -208,8 +144,44 @@ case_stop() {
     output=$(cat "$work/out")
     echo "--- stopped run (exit $status)"
     echo "$output"
-    check "USERABORTED" test "$status" -eq 6
+    check "Ctrl-C is USERABORTED" test "$status" -eq 6
     check "never reached the last tone" bash -c "! grep -q 'Playing a 4000 Hz tone' '$work/out'"
+    check "levels back after Ctrl-C" test "$(levels)" = "$before"
+
+    # The meter hears a half-scale sine played into the speaker the microphone
+    # listens to; Wine's first packet can take about 2 s.
+    local sine
+    sine=$(pactl load-module module-sine sink=int_speaker frequency=1000)
+    run_program meter --seconds 5
+    pactl unload-module "$sine"
+    check "meter exits 0" test "$status" -eq 0
+    check "shows the microphone's volume and mute" has ": volume [0-9]+ % .*, (not )?muted, "
+    check "hears the sine (not silence)" has "^(M|L) -([3-9]|[1-3][0-9])\.[0-9] dBFS peak -"
+    check "levels unchanged by the meter" test "$(levels)" = "$before"
+
+    # A card whose name says SST runs the tone test on the legacy wave API: here
+    # a speaker named so that plays into the built-in speaker, at its rate.
+    pactl load-module module-remap-sink sink_name=sst_speaker master=int_speaker rate=48000 \
+        sink_properties="'device.description=\"Intel SST Speaker\"'" >/dev/null
+    before=$(levels)
+    run_tone_test_until_pass --param FrequencyList=440,1000 --log-level 1
+    check "legacy tone test PASS" test "$status" -eq 0
+    check "played every tone" has "Playing a 1000 Hz tone"
+    check "no wave device failed" bash -c "! grep -qE 'CANNOTRUN|DEVICE_MISCONFIGURED' <<<\"\$0\"" "$output"
+    check "took the legacy API" grep -q "Using windows legacy audio API" "$work/base/logs/kvormicrophone.log"
+    check "levels back after the legacy tone test" test "$(levels)" = "$before"
+}
+
+case_deaf() {
+    start_server deaf
+    drop_external_pair
+    set_user_levels
+    local before
+    before=$(levels)
+    run_program run FrequencyToneTest --param FrequencyList=440,1000,4000
+    check "FAIL" test "$status" -eq 1
+    check "names the tones not heard" has "error +FAIL_FREQUENCY_TONE_TEST: .*\(Hz\):.*440"
+    check "keeps the failing recordings" test -s "$work/base/logs/440.wav"
     check "the user's levels are back" test "$(levels)" = "$before"
 }
 
