@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "platform/audio/pulse/PulseDevices.hpp"
-#include "platform/audio/pulse/PulseStreams.hpp"
 
 // How the server's descriptions of real hardware map onto the layer: the
 // private test daemon has only null sinks, so ALSA-like devices are built here.
@@ -109,24 +108,6 @@ TEST(PulseMappingTest, DecibelsCountFromTheBaseVolume) {
 
     device.decibelVolume = false;
     EXPECT_FALSE(decibelRangeOf(device, range));
-}
-
-TEST(PulseMappingTest, PulseSampleFormatsForTheWaveFormatsTheServerTakes) {
-    pa_sample_spec pulseFormat;
-    ASSERT_TRUE(pulseSampleFormat(makePcmFormat(2, 44100, 16), pulseFormat));
-    EXPECT_EQ(pulseFormat.format, PA_SAMPLE_S16LE);
-    EXPECT_EQ(pulseFormat.rate, 44100U);
-    EXPECT_EQ(pulseFormat.channels, 2U);
-    ASSERT_TRUE(pulseSampleFormat(makePcmFormat(1, 8000, 8), pulseFormat));
-    EXPECT_EQ(pulseFormat.format, PA_SAMPLE_U8);
-    EXPECT_FALSE(pulseSampleFormat(makePcmFormat(2, 48000, 12), pulseFormat));
-    WAVEFORMATEX inconsistent = makePcmFormat(2, 48000, 16);
-    inconsistent.nBlockAlign = 2;
-    EXPECT_FALSE(pulseSampleFormat(inconsistent, pulseFormat));
-    WAVEFORMATEX floats = makePcmFormat(2, 48000, 32);
-    floats.wFormatTag = WAVE_FORMAT_IEEE_FLOAT;
-    ASSERT_TRUE(pulseSampleFormat(floats, pulseFormat));
-    EXPECT_EQ(pulseFormat.format, PA_SAMPLE_FLOAT32LE);
 }
 
 }  // namespace

@@ -14,7 +14,6 @@ class SimFaults : public VirtualTime, public testing::Test {
 protected:
     json machine = benchMachine();
     json& mic() { return machine["endpoints"][1]; }
-    json& speaker() { return machine["endpoints"][0]; }
 };
 
 TEST_F(SimFaults, DisconnectedMicrophoneHearsOnlyItsNoise) {
@@ -33,26 +32,6 @@ TEST_F(SimFaults, WeakMicrophoneIsQuieterByItsWeakness) {
     mic()["faults"] = {{"weakDb", 25}};
     const auto system = makeSystem(machine);
     EXPECT_NEAR(toneDb(captureTone(*system, "spk", "mic", 1000), 0, 1000), kBenchToneDb - 25, 0.05);
-}
-
-TEST_F(SimFaults, EndpointDisabledLaterCannotBeUsedAnyMore) {
-    mic()["faults"] = {{"stateChanges", json::array({{{"atMs", 100}, {"state", "disabled"}}})}};
-    const auto system = makeSystem(machine);
-    const AudioDevicePtr endpoint = endpointById(*system, "mic");
-    std::uint32_t waveId = 99;
-    EXPECT_TRUE(endpoint->waveLegacyDeviceID(waveId));
-    kvo::System::mssleep(200);
-    kvo::Array<tWAVEFORMATEX> formats;
-    EXPECT_EQ(endpoint->compatibleFormats(formats, AUDCLNT_SHAREMODE_SHARED), 0u);
-    EXPECT_FALSE(endpoint->waveLegacyDeviceID(waveId));
-    libAudio::StaticPCMBuffer recording = makeBuffer(makePcmFormat(2, 48000, 16), 100);
-    const auto capture = system->createAudioCaptureEx();
-    EXPECT_FALSE(capture->initialize(endpoint, &recording));
-    EXPECT_EQ(capture->lastError(), kDeviceInvalidated);
-    kvo::Array<AudioDevicePtr> active;
-    system->endpoints(eCapture, DEVICE_STATE_ACTIVE, active);
-    ASSERT_EQ(active.size(), 1u);
-    EXPECT_EQ(active[0]->id(), "mic2");
 }
 
 }  // namespace

@@ -67,16 +67,16 @@ std::unique_ptr<SimulatedSystem> makeSystem(const json& machine) {
 }
 
 libAudio::StaticPCMBuffer captureTone(AudioSystem& system, const std::string& speaker,
-                                      const std::string& microphone, double frequency,
-                                      const WAVEFORMATEX& format) {
-    libAudio::StaticPCMBuffer tone = makeTone(makePcmFormat(2, 48000, 16), frequency, 1000);
+                                      const std::string& microphone, double frequency) {
+    const WAVEFORMATEX format = makePcmFormat(2, 48000, 16);
+    libAudio::StaticPCMBuffer tone = contract::makeTone(format, frequency, 1000);
     libAudio::StaticPCMBuffer recording = makeBuffer(format, 1000);
     std::unique_ptr<AudioRendererEx> renderer = system.createAudioRendererEx();
     EXPECT_TRUE(renderer->initialize(endpointById(system, speaker), &tone));
     EXPECT_TRUE(renderer->play(3, {}));
-    EXPECT_EQ(
-        recordToEnd(*system.createAudioCaptureEx(), endpointById(system, microphone), recording),
-        0);
+    EXPECT_EQ(contract::recordToEnd(*system.createAudioCaptureEx(),
+                                    endpointById(system, microphone), recording),
+              0);
     renderer->stop();
     return recording;
 }

@@ -10,7 +10,6 @@
 #include "platform/audio/AudioSystem.hpp"
 #include "platform/audio/contract/ContractSupport.hpp"
 #include "platform/audio/sim/SimulatedSystem.hpp"
-#include "platform/kvo/System.hpp"
 #include "platform/kvo/VirtualClock.hpp"
 
 namespace audio::sim::test {
@@ -22,19 +21,15 @@ nlohmann::json benchMachine();
 
 std::unique_ptr<SimulatedSystem> makeSystem(const nlohmann::json& machine);
 
-// The conformance suite's helpers: endpoint by machine id, silent and tone
-// buffers, tone level, and a capture run to its end.
+// The conformance suite's helpers: endpoint by machine id, a silent buffer.
 using contract::endpointById;
 using contract::makeBuffer;
-using contract::makeTone;
-using contract::recordToEnd;
 
 // Plays a 1 s tone of `frequency` at half full scale on `speaker` (3 times)
-// while capturing `ms` from `microphone`, the tone 48 kHz stereo and the
-// capture in `format`, all 16 bit, and returns the capture.
+// while capturing 1 s from `microphone`, both 48 kHz 16-bit stereo, and
+// returns the capture.
 libAudio::StaticPCMBuffer captureTone(AudioSystem& system, const std::string& speaker,
-                                      const std::string& microphone, double frequency,
-                                      const WAVEFORMATEX& format = makePcmFormat(2, 48000, 16));
+                                      const std::string& microphone, double frequency);
 
 // The level in dB of full scale of a tone in the second half of one channel
 // of a 16-bit buffer (Goertzel over whole periods: the sample count is a
@@ -43,14 +38,6 @@ double toneDb(const libAudio::StaticPCMBuffer& buffer, int channel, double frequ
 // RMS of one channel in dB of full scale (-inf for digital silence).
 double rmsDb(const libAudio::StaticPCMBuffer& buffer, int channel);
 bool isDigitalSilence(const libAudio::StaticPCMBuffer& buffer);
-
-// Sleeps in 10 ms steps on the process clock while `condition` holds.
-template <typename Condition>
-void waitWhile(Condition condition) {
-    while (condition()) {
-        kvo::System::mssleep(10);
-    }
-}
 
 // The process clock is a fresh virtual clock that the test thread takes part in.
 class VirtualTime {
