@@ -16,31 +16,36 @@
 namespace libAudio {
 namespace {
 
-std::vector<std::int16_t> samplesOf(const StaticPCMBuffer& buffer) {
-    std::vector<std::int16_t> samples(buffer.pcmStorage.size() / 2);
-    std::memcpy(samples.data(), buffer.pcmStorage.data(), samples.size() * 2);
+std::vector<std::int16_t> samplesOf(const kvo::ByteArray& bytes) {
+    std::vector<std::int16_t> samples(bytes.size() / 2);
+    std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
     return samples;
 }
 
 // A quarter-rate tone: zero, peak, zero, trough.
-TEST(CreateSinusoid, EachChannelGetsItsOwnToneAtItsAmplitudeAndNarrowSamplesStayInside) {
+TEST(CreateSinusoid, EachChannelGetsItsOwnToneAtItsAmplitudeReadBackAloneNarrowSamplesInside) {
     StaticPCMBuffer stereo;
     ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(2, 8000, 16), 0.0005, stereo));  // 4 frames
     ASSERT_TRUE(createSinusoid(1, 10000, 2000.0, stereo));
     ASSERT_TRUE(createSinusoid(0, 5000, 2000.0, stereo));
-    EXPECT_EQ(samplesOf(stereo),
+    EXPECT_EQ(samplesOf(stereo.pcmStorage),
               (std::vector<std::int16_t>{0, 0, 5000, 10000, 0, 0, -5000, -10000}));
+
+    // The analysis reads one channel at a time.
+    kvo::ByteArray right;
+    ASSERT_TRUE(stereo.getChannelData(1, right));
+    EXPECT_EQ(samplesOf(right), (std::vector<std::int16_t>{0, 10000, 0, -10000}));
 
     StaticPCMBuffer mono;
     ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(1, 8000, 16), 0.0005, mono));
     ASSERT_TRUE(createSinusoid(1, 10000, 2000.0, mono));
-    EXPECT_EQ(samplesOf(mono), (std::vector<std::int16_t>{0, 10000, 0, -10000}));
+    EXPECT_EQ(samplesOf(mono.pcmStorage), (std::vector<std::int16_t>{0, 10000, 0, -10000}));
 
     // 8-bit stereo: two bytes per frame, yet tones are written as 16-bit frames of four.
     StaticPCMBuffer narrow;
     ASSERT_TRUE(createPCMBuffer(audio::makePcmFormat(2, 8000, 8), 0.001, narrow));  // 8 frames
     ASSERT_TRUE(createSinusoid(1, 10000, 2000.0, narrow));
-    EXPECT_EQ(samplesOf(narrow)[3], 10000);  // frame 1, channel 1
+    EXPECT_EQ(samplesOf(narrow.pcmStorage)[3], 10000);  // frame 1, channel 1
     EXPECT_EQ(narrow.pcmStorage.size(), 16u);
 }
 
