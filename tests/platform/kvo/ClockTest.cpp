@@ -26,23 +26,6 @@ std::uint64_t nowMs(Clock& clock) {
         std::chrono::duration_cast<milliseconds>(clock.now()).count());
 }
 
-TEST_F(VirtualClockTest, LongSleepWhileAnotherThreadPollsEveryTenMilliseconds) {
-    ManagedThread sleeper("sleeper", [] {
-        System::mssleep(47000);
-        return 3;
-    });
-    sleeper.start();
-    int polls = 0;
-    while (sleeper.isRunning()) {
-        System::mssleep(10);
-        ++polls;
-    }
-    sleeper.join();
-    EXPECT_EQ(sleeper.exitCode(), 3);
-    EXPECT_EQ(polls, 4700);
-    EXPECT_EQ(nowMs(clock), 47000u);
-}
-
 // Three threads with different periods; each records "<name>@<time>" on every wake-up.
 std::vector<std::string> interleavingOfThreeThreads() {
     VirtualClock clock;

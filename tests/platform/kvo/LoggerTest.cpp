@@ -7,44 +7,10 @@
 #include <vector>
 
 #include "platform/kvo/LogSinks.hpp"
-#include "support/CapturingLogSink.hpp"
 #include "support/TempDirectory.hpp"
 
 namespace kvo {
 namespace {
-
-TEST(LoggerGating, WrittenOnlyWhenBothGlobalAndOwnPriorityAllow) {
-    struct Case {
-        int global, own, message;
-        bool written;
-    };
-    Logger& logger = Logger::get("test.gating");
-    for (const Case c :
-         {Case{1, 1, 1, true}, Case{2, 1, 1, false}, Case{1, 2, 1, false}, Case{2, 2, 2, true},
-          Case{3, 1, 2, false}, Case{1, 3, 2, false}, Case{3, 3, 3, true}}) {
-        test::CapturingLogSink capture;
-        Logger::setGlobalPriority(c.global);
-        logger.setPriority(c.own);
-        logger.log(c.message, 1, "x");
-        EXPECT_EQ(capture.messages("test.gating").size(), c.written ? 1u : 0u)
-            << "global " << c.global << " own " << c.own << " message " << c.message;
-    }
-    logger.setPriority(kLogDetail);
-}
-
-TEST(FileLogSink, AppendsMessagesDecoratedWithLoggerPriorityAndTag) {
-    test::TempDirectory dir;
-    Logger& logger = Logger::get("test.logger");
-    auto sink = std::make_shared<FileLogSink>(dir.file("run.log"));
-    Logger::addSink(sink);
-    logger.log(kLogError, 128, "Header Size 40");
-    Logger::removeSink(sink);
-    sink->flush();
-    std::ifstream file(dir.file("run.log"));
-    std::string line;
-    ASSERT_TRUE(std::getline(file, line));
-    EXPECT_NE(line.find(" test.logger P3 128 Header Size 40"), std::string::npos) << line;
-}
 
 TEST(FileLogSink, LinesOfSeveralWritersNeverInterleave) {
     // Two sinks on one file stand for two runs in one base folder; each writes

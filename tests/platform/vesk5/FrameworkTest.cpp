@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "platform/kvo/Console.hpp"
-#include "platform/kvo/Resource.hpp"
 #include "platform/kvo/SafeFile.hpp"
 #include "platform/kvo/System.hpp"
 #include "support/TempDirectory.hpp"
@@ -43,16 +42,11 @@ struct Script {
     TestResult answer = TestResult::PASS();
 };
 Script script;
-Event* toneEvent = nullptr;
 Parameter* listParameter = nullptr;
 
 TestResult toneTest(const DiagDevice& device) {
     script.devicesSeen.push_back(device.name());
     script.optionalDevicesSeen = DiagModule::optionalDeviceCount();
-    toneEvent->setVariable("frequency", Value(std::uint32_t{440}));
-    DiagModule::informative(toneEvent, "ToneTest", 12);
-    DiagModule::percentDone(33);
-    DiagModule::percentDone(66);
     // Another run in the same folder writes a file meanwhile: not this run's to report.
     std::ofstream(DiagModule::getBaseDirectory() + "/logs/other-run.wav") << "RIFF";
     kvo::FileWriter recording(DiagModule::getBaseDirectory() + "/logs/440.wav");
@@ -71,7 +65,6 @@ class FrameworkTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         Framework& framework = Framework::instance();
-        toneEvent = framework.createEvent("MSG_CURRENT_FREQ");
         framework.createTest("ToneTest", DeviceCapability::Microphone(), toneTest)
             ->addDevicePropertyRequirement("Integrated", "true")
             ->addOptionalDeviceCapabilities(DeviceCapability::SoundCard());
@@ -82,7 +75,6 @@ protected:
         framework.createTest("OnceTest", DeviceCapability::Microphone(), perDeviceTest)
             ->setEnumeratesOnlyOnce(true);
         framework.createTest("CardTest", DeviceCapability::SoundCard(), perDeviceTest);
-        framework.setVersion(6, 5, "000000001");
         Framework::setDeviceSources({{{"fake", "a pretend audio system"}}, openFakeDevices});
     }
 
@@ -104,26 +96,14 @@ protected:
     std::ostringstream err;
 };
 
-TEST_F(FrameworkTest, ReportRecordsTheRunAsOneJsonDocument) {
+// What the report holds is the end-to-end runs'; which files are this run's is only seen here.
+TEST_F(FrameworkTest, TheReportListsOnlyTheFilesThisRunWrote) {
     const std::string reportPath = base.file("report.json");
-    failNextRun = true;
-    ASSERT_EQ(start({"run", "ToneTest", "--report", reportPath}), TestResult::FAIL().value());
+    ASSERT_EQ(start({"run", "ToneTest", "--report", reportPath}), 0);
     std::ifstream file(reportPath);
-    const nlohmann::json report = nlohmann::json::parse(file);
-    EXPECT_EQ(report["version"], "6.5.000000001");
-    EXPECT_EQ(report["result"], "FAIL");
-    EXPECT_EQ(report["simulated"], true);
-    ASSERT_EQ(report["tests"].size(), 1u);
-    const nlohmann::json& test = report["tests"][0];
-    EXPECT_EQ(test["name"], "ToneTest");
-    EXPECT_EQ(test["device"], "Integrated audio");
-    EXPECT_EQ(test["resultCode"], 1);
-    EXPECT_EQ(test["events"][0]["key"], "MSG_CURRENT_FREQ");
-    EXPECT_EQ(test["events"][0]["variables"]["frequency"], "440");
-    EXPECT_EQ(test["progress"], nlohmann::json::array({33, 66}));
-    EXPECT_EQ(test["progressReached"], 66);
-    ASSERT_EQ(test["files"].size(), 1u);
-    EXPECT_NE(test["files"][0]["path"].get<std::string>().find("logs/440.wav"), std::string::npos);
+    const nlohmann::json files = nlohmann::json::parse(file)["tests"][0]["files"];
+    ASSERT_EQ(files.size(), 1u) << files;
+    EXPECT_NE(files[0]["path"].get<std::string>().find("logs/440.wav"), std::string::npos);
 }
 
 TEST_F(FrameworkTest, DevicesAreChosenByCapabilityAndRequiredProperties) {
@@ -175,19 +155,6 @@ TEST_F(FrameworkTest, BadInputGivesOneLineAndBadParams) {
         EXPECT_EQ(err.str(), c.line);
         EXPECT_EQ(out.str(), "");
     }
-}
-
-TEST_F(FrameworkTest, SettingsFileAndOverridesReachTheCommonLibrary) {
-    base.write("kvormicrophone.ini",
-               "[kvormicrophone]\nGenerateRecording.value = false\nOther.value = x\n");
-    EXPECT_EQ(
-        start({"run", "ToneTest", "--setting", "kvormicrophone.GenerateRecording.value=true"}), 0);
-    std::string value;
-    ASSERT_TRUE(kvo::Resource::getSetting("kvormicrophone", "GenerateRecording.value", value));
-    EXPECT_EQ(value, "true");
-    ASSERT_TRUE(kvo::Resource::getSetting("kvormicrophone", "Other.value", value));
-    EXPECT_EQ(value, "x");
-    kvo::Resource::setSettings({});
 }
 
 }  // namespace

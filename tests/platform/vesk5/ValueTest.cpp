@@ -7,12 +7,6 @@
 namespace vesk5 {
 namespace {
 
-TEST(Parameter, UnsetValuesReadAsNeutral) {
-    EXPECT_EQ(Parameter("a", DataType::UINT32(), "", false, true).value().valueUint32(), 0u);
-    EXPECT_FALSE(Parameter("b", DataType::BOOLEAN(), "", false, true).value().valueBool());
-    EXPECT_EQ(Parameter("c", DataType::STRING(), "", false, true).value().valueString(), "");
-}
-
 TEST(Parameter, TextIsParsedForTheParameterType) {
     Parameter number("BitsPerSample", DataType::UINT32(), "", false, true);
     EXPECT_TRUE(number.setFromText("16"));
