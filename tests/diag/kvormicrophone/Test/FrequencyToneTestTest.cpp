@@ -40,95 +40,75 @@ TEST(FrequencyToneTestFormats, FilterDropsFormatsAbove48kHzOr16BitsAndChecksTheO
                                                         audio::makePcmFormat(1, 8000, 8)}));
 }
 
-// The levels of the integrated endpoints before, after and on the paths that leave them raised.
-class FrequencyToneTestLevels : public testing::Test {
-protected:
-    void SetUp() override {
+using Levels = std::pair<std::uint32_t, bool>;
+
+Levels levelsOf(const std::shared_ptr<audio::VolumeControllerInterface>& controller) {
+    Levels levels{0, false};
+    EXPECT_TRUE(controller->getVolumeLevel(levels.first) && controller->getMute(levels.second));
+    return levels;
+}
+
+// The tone test on a scenario machine whose integrated microphone and speakers the
+// user left at 35 % and 20 %, both muted: the levels every way out must put back.
+struct ToneRun {
+    ToneRun(const std::string& scenario, const char* list) : pc(scenario) {
         FrequencyTestParameter::initialize(&test);
-        ASSERT_TRUE(test.findParameter("FrequencyList")->setFromText("1000"));
-        microphone = pc.endpoint("mic-array")->volumeControl();
-        speaker = pc.endpoint("speakers")->volumeControl();
-        ASSERT_TRUE(microphone && speaker);
+        EXPECT_TRUE(test.findParameter("FrequencyList")->setFromText(list));
         microphone->setVolumeLevel(35);
         microphone->setMute(true);
         speaker->setVolumeLevel(20);
+        speaker->setMute(true);
     }
-    void TearDown() override {
+    ~ToneRun() {
         FrequencyTestParameter::shutdown();
         kvo::Resource::setSettings({});
     }
-
-    TestResult runTone(FrequencyToneTest& engine) {
+    TestResult run(FrequencyToneTest& engine) {
         EXPECT_TRUE(engine.instantiateAudioIO());
         EXPECT_EQ(engine.enumerateIntegratedMicrophones(), 1u);
         EXPECT_EQ(engine.enumerateIntegratedSpeakers(), 1u);
         return engine.test(TestResult::PASS());
     }
-
-    std::pair<std::uint32_t, bool> levels(
-        const std::shared_ptr<audio::VolumeControllerInterface>& controller) {
-        std::uint32_t volume = 0;
-        bool mute = false;
-        controller->getVolumeLevel(volume);
-        controller->getMute(mute);
-        return {volume, mute};
+    void expectUsersLevels() {
+        EXPECT_EQ(levelsOf(microphone), Levels(35, true));
+        EXPECT_EQ(levelsOf(speaker), Levels(20, true));
     }
 
     test::SimulatedPc pc;
     vesk5::Test test{"FrequencyToneTest", vesk5::DeviceCapability::Microphone(), nullptr};
-    std::shared_ptr<audio::VolumeControllerInterface> microphone;
-    std::shared_ptr<audio::VolumeControllerInterface> speaker;
+    std::shared_ptr<audio::VolumeControllerInterface> microphone =
+        pc.endpoint("mic-array")->volumeControl();
+    std::shared_ptr<audio::VolumeControllerInterface> speaker =
+        pc.endpoint("speakers")->volumeControl();
 };
 
 // A normal end and two runs in one process are the PulseAudio end-to-end runs' (levels on the
-// server afterwards); these are the paths only the engine shows.
-TEST_F(FrequencyToneTestLevels, SetupFailureAlsoPutsThemBack) {
-    ASSERT_TRUE(test.findParameter("FrequencyList")->setFromText("19"));
+// server afterwards); these are the paths only the engine shows. Each is checked while the
+// engine still exists: its device manager would put the levels back too.
+TEST(FrequencyToneTestLevels, SetupFailureAndAMicrophoneUnpluggedMidTestPutThemBack) {
+    {
+        ToneRun setupFails("", "19");
+        FrequencyToneTest engine;
+        EXPECT_EQ(setupFails.run(engine), TestResult::BADPARAMS());
+        setupFails.expectUsersLevels();
+    }
+    ToneRun unplugged("unplug-during-run.json", "440,1000,4000");
     FrequencyToneTest engine;
-    EXPECT_EQ(runTone(engine), TestResult::BADPARAMS());
-    EXPECT_EQ(levels(microphone), std::pair(35u, true));
-    EXPECT_EQ(levels(speaker), std::pair(20u, false));
+    EXPECT_EQ(unplugged.run(engine), TestResult::NODEVICE());
+    unplugged.expectUsersLevels();
 }
 
-TEST_F(FrequencyToneTestLevels, ReanalysisLeavesThemRaisedUntilTheEngineGoes) {
+TEST(FrequencyToneTestLevels, ReanalysisLeavesThemRaisedUntilTheEngineGoes) {
+    ToneRun reanalysis("", "1000");
     kvo::Resource::applyOverride("kvormicrophone.FrequencyAnalysisWaveFile.value=777.wav");
     {
         FrequencyToneTest engine;
-        EXPECT_EQ(runTone(engine), TestResult::CANNOTRUN());
-        EXPECT_EQ(levels(microphone), std::pair(100u, false));
-        EXPECT_EQ(levels(speaker), std::pair(100u, false));
+        EXPECT_EQ(reanalysis.run(engine), TestResult::CANNOTRUN());
+        EXPECT_EQ(levelsOf(reanalysis.microphone), Levels(100, false));
+        EXPECT_EQ(levelsOf(reanalysis.speaker), Levels(100, false));
     }
     // Its device manager puts back what it found when it enumerated the endpoints.
-    EXPECT_EQ(levels(microphone), std::pair(35u, true));
-    EXPECT_EQ(levels(speaker), std::pair(20u, false));
-}
-
-TEST(FrequencyToneTestVanishingMicrophone, UnpluggedMidTestPutsTheUsersLevelsBack) {
-    test::SimulatedPc pc("unplug-during-run.json");
-    vesk5::Test test{"FrequencyToneTest", vesk5::DeviceCapability::Microphone(), nullptr};
-    FrequencyTestParameter::initialize(&test);
-    ASSERT_TRUE(test.findParameter("FrequencyList")->setFromText("440,1000,4000"));
-    const auto microphone = pc.endpoint("mic-array")->volumeControl();
-    const auto speaker = pc.endpoint("speakers")->volumeControl();
-    microphone->setVolumeLevel(35);
-    microphone->setMute(true);
-    speaker->setVolumeLevel(20);
-    speaker->setMute(true);
-    {
-        FrequencyToneTest engine;
-        ASSERT_TRUE(engine.instantiateAudioIO());
-        ASSERT_EQ(engine.enumerateIntegratedMicrophones(), 1u);
-        ASSERT_EQ(engine.enumerateIntegratedSpeakers(), 1u);
-        EXPECT_EQ(engine.test(TestResult::PASS()), TestResult::NODEVICE());
-        // Checked while the engine still exists: its device manager would restore them too.
-        std::uint32_t volume = 0;
-        bool mute = false;
-        EXPECT_TRUE(microphone->getVolumeLevel(volume) && microphone->getMute(mute));
-        EXPECT_EQ(std::pair(volume, mute), std::pair(35u, true));
-        EXPECT_TRUE(speaker->getVolumeLevel(volume) && speaker->getMute(mute));
-        EXPECT_EQ(std::pair(volume, mute), std::pair(20u, true));
-    }
-    FrequencyTestParameter::shutdown();
+    reanalysis.expectUsersLevels();
 }
 
 }  // namespace

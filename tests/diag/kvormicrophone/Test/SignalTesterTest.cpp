@@ -31,20 +31,8 @@ struct Recording : RecordingSource {
     libAudio::StaticPCMBuffer buffer;
 };
 
-TEST(SignalAnalyzer, OnePropertyPerChannelFromTheTransform) {
-    const libAudio::StaticPCMBuffer stereo = toneCapture(2, 48000, 1.0, 1000.0, 1500.0);
-    SignalAnalyzer analyzer;
-    kvo::Array<SignalProperty> properties;
-    ASSERT_TRUE(analyzer.signalProperty(stereo, properties));
-    ASSERT_EQ(properties.size(), 2u);
-    // 19200 frames pad to 32768: bins of 48000 / 32768 Hz, and 1500 Hz is bin 1024.
-    EXPECT_EQ(properties[1].dominantFrequency, 1500.0);
-    EXPECT_NEAR(properties[0].dominantFrequency, 1000.0, 48000.0 / 32768);
-    for (const SignalProperty& property : properties) {
-        EXPECT_EQ(property.tolerance, 32768 / 48000.0);
-    }
-}
-
+// A tone missed on either channel, and the tolerance around a tone, fail the end-to-end
+// runs' checks; the exact edge of the tolerance and the signals refused are only seen here.
 TEST(SignalAnalyzer, RefusesEmptySignalsAndMoreThanTwoChannels) {
     SignalAnalyzer analyzer;
     kvo::Array<SignalProperty> properties;
@@ -56,15 +44,6 @@ TEST(SignalAnalyzer, RefusesEmptySignalsAndMoreThanTwoChannels) {
     ASSERT_TRUE(libAudio::createPCMBuffer(audio::makePcmFormat(3, 48000, 16), 0.1, surround));
     EXPECT_FALSE(analyzer.signalProperty(surround, properties));
     EXPECT_EQ(properties.size(), 0u);
-}
-
-TEST(SignalTester, AToneMissedOnEitherChannelFails) {
-    const Recording recording(toneCapture(2, 48000, 1.0, 1000.0, 1500.0));
-    SignalTester tester(&recording);
-    for (const CurrentTone tone : {CurrentTone{1000.0, 1600.0}, CurrentTone{900.0, 1500.0}}) {
-        const CurrentTone* const expected = &tone;
-        EXPECT_FALSE(tester.isSignalValid(expected)) << tone.left << " " << tone.right;
-    }
 }
 
 TEST(SignalTester, ExactToleranceEdgesOfARealRecording) {

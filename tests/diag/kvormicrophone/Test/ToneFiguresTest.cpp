@@ -51,8 +51,9 @@ double dbfs(double rms) {
     return 20.0 * std::log10(rms / 32768.0);
 }
 
-// A tone in noise, read back by sox, is the end-to-end runs' (MeasurementE2E); these are
-// the cases sox cannot make: between bins, with harmonics, clipped, and each failure's reason.
+// A tone in noise read back by sox, and silent, noisy, humming and clipping microphones with
+// each failure's reason, are the end-to-end runs' (MeasurementE2E); these are the cases they
+// cannot make: a tone between bins, and harmonics apart from the noise.
 TEST(ToneFigures, ToneBetweenBinsLosesNothingToTheWindow) {
     const ToneFigures figures = Channel().tone(1001.3, 8000.0).noise(8.0).measure(1001.3);
     EXPECT_NEAR(figures.toneDbfs, dbfs(8000.0 / std::sqrt(2.0)), 0.02);
@@ -66,33 +67,6 @@ TEST(ToneFigures, HarmonicsCountInThdPlusNoiseButNotInTheNoiseFloor) {
     EXPECT_NEAR(figures.thdnDb, -20.0, 0.2);
     EXPECT_NEAR(figures.snrDb, 60.0, 1.0);
     EXPECT_EQ(figures.diagnosis(), "");
-}
-
-TEST(ToneFigures, ClippedCaptureIsFlaggedWithTheSamplesAtFullScale) {
-    const ToneFigures figures = Channel().tone(1000.0, 40000.0).measure(1000.0);
-    EXPECT_GT(figures.clippedSamples, kCount / 4);
-    EXPECT_NEAR(figures.peakDbfs, 0.0, 0.001);
-    EXPECT_TRUE(figures.heard);
-    EXPECT_EQ(figures.diagnosis(), "clipping");
-}
-
-TEST(ToneFigures, SilenceNoiseAndAnotherToneEachGiveTheirOwnReason) {
-    const ToneFigures silence = Channel().measure(1000.0);
-    EXPECT_EQ(silence.rmsDbfs, ToneFigures::kFloorDb);
-    EXPECT_EQ(silence.peakDbfs, ToneFigures::kFloorDb);
-    EXPECT_FALSE(silence.heard);
-    EXPECT_EQ(silence.diagnosis(), "no signal");
-
-    const ToneFigures noise = Channel().noise(100.0).measure(1000.0);
-    EXPECT_FALSE(noise.heard);
-    EXPECT_LT(noise.peakProminenceDb, 20.0);
-    EXPECT_EQ(noise.diagnosis(), "tone not heard above the noise, low SNR");
-
-    const ToneFigures hum = Channel().tone(50.0, 3000.0).noise(100.0).measure(1000.0);
-    EXPECT_FALSE(hum.heard);
-    EXPECT_NEAR(hum.foundHz, 50.0, 1.5);
-    EXPECT_GT(hum.peakProminenceDb, 20.0);
-    EXPECT_EQ(hum.diagnosis(), "wrong frequency found, low SNR");
 }
 
 }  // namespace
