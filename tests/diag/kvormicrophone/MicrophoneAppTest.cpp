@@ -16,6 +16,11 @@ namespace {
 
 using vesk5::host::Framework;
 
+template <typename Thrown>
+vesk5::TestResult throwing(const Thrown& thrown) {
+    throw thrown;
+}
+
 class OneMicrophone : public vesk5::host::DeviceSource {
 public:
     std::vector<vesk5::DiagDevice> testDevices() override {
@@ -27,35 +32,27 @@ public:
     std::string describeDevices(bool) override { return {}; }
 };
 
-vesk5::TestResult throwsVeskException(const vesk5::DiagDevice&) {
-    throw vesk5::VeskException("framework broke");
-}
-vesk5::TestResult throwsKvoException(const vesk5::DiagDevice&) {
-    throw kvo::Exception("library broke");
-}
-vesk5::TestResult throwsStandardException(const vesk5::DiagDevice&) {
-    throw std::out_of_range("number out of range");
-}
-vesk5::TestResult throwsSomethingElse(const vesk5::DiagDevice&) {
-    throw 42;
+std::unique_ptr<vesk5::host::DeviceSource> openOneMicrophone(const vesk5::host::Options&) {
+    return std::make_unique<OneMicrophone>();
 }
 
 class MicrophoneAppTest : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        Framework::instance().createTest(
-            "ThrowsVeskException", vesk5::DeviceCapability::Microphone(), throwsVeskException);
-        Framework::instance().createTest("ThrowsKvoException",
-                                         vesk5::DeviceCapability::Microphone(), throwsKvoException);
-        Framework::instance().createTest("ThrowsStandard", vesk5::DeviceCapability::Microphone(),
-                                         throwsStandardException);
-        Framework::instance().createTest("ThrowsInt", vesk5::DeviceCapability::Microphone(),
-                                         throwsSomethingElse);
-        Framework::setDeviceSources(
-            {{{"one", "one microphone"}},
-             [](const vesk5::host::Options&) -> std::unique_ptr<vesk5::host::DeviceSource> {
-                 return std::make_unique<OneMicrophone>();
-             }});
+        Framework& framework = Framework::instance();
+        const vesk5::DeviceCapability microphone = vesk5::DeviceCapability::Microphone();
+        framework.createTest("ThrowsVeskException", microphone, [](const vesk5::DiagDevice&) {
+            return throwing(vesk5::VeskException("framework broke"));
+        });
+        framework.createTest("ThrowsKvoException", microphone, [](const vesk5::DiagDevice&) {
+            return throwing(kvo::Exception("library broke"));
+        });
+        framework.createTest("ThrowsStandard", microphone, [](const vesk5::DiagDevice&) {
+            return throwing(std::out_of_range("number out of range"));
+        });
+        framework.createTest("ThrowsInt", microphone,
+                             [](const vesk5::DiagDevice&) { return throwing(42); });
+        Framework::setDeviceSources({{{"one", "one microphone"}}, openOneMicrophone});
     }
 
     int run(std::vector<std::string> arguments) {
@@ -104,11 +101,7 @@ TEST_F(MicrophoneAppTest, AnExceptionOutsideEveryTestStillEndsAbnormallyAndTears
     EXPECT_EQ(run({"run", "FrequencyToneTest", "--base-dir", base.path()}),
               vesk5::TestResult::EXITEDABNORMALLY().value());
     EXPECT_EQ(err.str(), "kvormicrophone: internal error: std::bad_alloc\n");
-    Framework::setDeviceSources(
-        {{{"one", "one microphone"}},
-         [](const vesk5::host::Options&) -> std::unique_ptr<vesk5::host::DeviceSource> {
-             return std::make_unique<OneMicrophone>();
-         }});
+    Framework::setDeviceSources({{{"one", "one microphone"}}, openOneMicrophone});
 }
 
 }  // namespace

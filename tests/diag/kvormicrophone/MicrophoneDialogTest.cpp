@@ -11,7 +11,6 @@
 #include "diag/kvormicrophone/MicrophoneDlg.hpp"
 #include "diag/kvormicrophone/MicrophoneTestMFCUI.hpp"
 #include "diag/kvormicrophone/MicrophoneTestParameter.hpp"
-#include "platform/audio/WaveFile.hpp"
 #include "platform/kvo/System.hpp"
 #include "platform/vesk5/host/Framework.hpp"
 #include "support/CapturingLogSink.hpp"
@@ -206,11 +205,9 @@ protected:
     vesk5::Test test_{"MicrophoneTest", vesk5::DeviceCapability::Microphone(), nullptr};
 };
 
-TEST_F(MciDialogTest, RecordsThreeSecondsSavesThemAndPlaysThemBack) {
+// What it records, and where, is the end-to-end runs'; the buttons in turn are the dialog's.
+TEST_F(MciDialogTest, RecordPlayAndPassComeOnInTurn) {
     test::SimulatedPc pc("windows-xp.json");
-    setParameter("BitsPerSample", "16");
-    setParameter("NumberOfChannels", "1");
-    setParameter("SamplesPerSec", "8000");
     CMicrophoneDlg dlg(IDD_MICROPHONE, pc.mci());
     std::vector<std::string> inputs;
     RecordPlayPass user;
@@ -232,16 +229,7 @@ TEST_F(MciDialogTest, RecordsThreeSecondsSavesThemAndPlaysThemBack) {
                                                {true, true, true, true, true}}));   // played
     EXPECT_EQ(user.progressAtRecorded, 100);
     EXPECT_EQ(dlg.result(), TestResult::PASS());
-
-    std::string directory;
-    ASSERT_TRUE(ui::temporaryDirectory(directory));
-    EXPECT_EQ(dlg.recordingPath(), directory + "kvorecord.wav");
-    audio::WaveFile file;
-    ASSERT_TRUE(file.loadFile(dlg.recordingPath())) << file.error();
-    EXPECT_EQ(file.format().nSamplesPerSec, 8000u);
-    EXPECT_EQ(file.format().nChannels, 1);
-    EXPECT_EQ(file.numBlocks(), 24000u);  // 3000 ms
-    std::filesystem::remove(kvo::toPath(dlg.recordingPath()));
+    EXPECT_TRUE(std::filesystem::remove(kvo::toPath(dlg.recordingPath())));
 }
 
 // The MCI of a PC with one fault: a full disk, a broken driver, no wave devices.
@@ -270,54 +258,49 @@ private:
     Fault fault_;
 };
 
-TEST_F(MciDialogTest, AFailedSaveLeavesPlayDisabled) {
+// A device that cannot be opened or set up says so in a box and offers Record and Fail; a
+// recording that cannot be saved leaves Play off, with only Record and Close to go on.
+TEST_F(MciDialogTest, FailuresOfTheDeviceRaiseTheirEventAndOfferOnlyWhatCanStillWork) {
+    struct Case {
+        Fault fault;
+        const char* event;
+        int messageBoxes;
+        Buttons afterwards;
+        TestResult result;
+    };
     test::SimulatedPc pc("windows-xp.json");
-    FaultyMci mci(Fault::Save);
-    kvo::test::CapturingLogSink log;
-    CMicrophoneDlg dlg(IDD_MICROPHONE, mci);
-    std::optional<Buttons> afterSave;
-    bool recorded = false;
-    TestDialogService service([&](TestDialog& dialog) {
-        if (!recorded) {
-            dialog.press(IDC_RECORD);
-            recorded = true;
-        } else if (dialog.isEnabled(IDC_RECORD)) {
-            afterSave = buttonsOf(dialog);
-            dialog.press(IDC_CLOSE);
-        }
-    });
-    dlg.doModal(service);
-    ASSERT_TRUE(afterSave.has_value());
-    EXPECT_FALSE(afterSave->play);
-    EXPECT_TRUE(raised(log, "MSG_FILE_NOT_SAVED"));
-    EXPECT_TRUE(logged(log, "kvormicrophone", "Saving failed"));
-    EXPECT_EQ(dlg.result(), TestResult::USERABORTED());
-}
-
-TEST_F(MciDialogTest, ARecordThatCannotOpenOrSetItsTimeFormatSaysSoAndOffersRecordAndFail) {
-    test::SimulatedPc pc("windows-xp.json");
-    for (const auto& [fault, event] : {std::pair{Fault::Open, "MSG_COULD_NOT_OPEN_DEVICE"},
-                                       std::pair{Fault::TimeFormat, "MSG_NOT_SET_TIME_FORMAT"}}) {
-        SCOPED_TRACE(event);
-        FaultyMci mci(fault);
+    //                           record play   pass   fail   close
+    const Buttons recordOrFail{true, false, false, true, true};
+    const Buttons recordOrClose{true, false, false, false, true};
+    for (const Case& c :
+         {Case{Fault::Open, "MSG_COULD_NOT_OPEN_DEVICE", 1, recordOrFail, TestResult::FAIL()},
+          Case{Fault::TimeFormat, "MSG_NOT_SET_TIME_FORMAT", 1, recordOrFail, TestResult::FAIL()},
+          Case{Fault::Save, "MSG_FILE_NOT_SAVED", 0, recordOrClose, TestResult::USERABORTED()}}) {
+        SCOPED_TRACE(c.event);
+        FaultyMci mci(c.fault);
         kvo::test::CapturingLogSink log;
         CMicrophoneDlg dlg(IDD_MICROPHONE, mci);
-        std::optional<Buttons> afterRecord;
+        bool recorded = false;
+        std::optional<Buttons> afterwards;
         TestDialogService service([&](TestDialog& dialog) {
-            if (!afterRecord) {
+            if (!recorded) {
                 dialog.press(IDC_RECORD);
-                afterRecord = buttonsOf(dialog);
-                dialog.press(IDC_FAIL);
+                recorded = true;
+            } else if (!afterwards && dialog.isEnabled(IDC_RECORD)) {
+                afterwards = buttonsOf(dialog);
+                dialog.press(dialog.isEnabled(IDC_FAIL) ? IDC_FAIL : IDC_CLOSE);
             }
         });
         dlg.doModal(service);
-        ASSERT_TRUE(afterRecord.has_value());
-        EXPECT_EQ(service.messageBoxes, 1);
-        EXPECT_NE(service.lastMessage.find("The recording device is in use."), std::string::npos);
-        //                            record play   pass   fail  close
-        EXPECT_EQ(*afterRecord, (Buttons{true, false, false, true, true}));
-        EXPECT_TRUE(raised(log, event));
-        EXPECT_EQ(dlg.result(), TestResult::FAIL());
+        ASSERT_TRUE(afterwards.has_value());
+        EXPECT_EQ(*afterwards, c.afterwards);
+        EXPECT_EQ(service.messageBoxes, c.messageBoxes);
+        if (c.messageBoxes > 0) {
+            EXPECT_NE(service.lastMessage.find("The recording device is in use."),
+                      std::string::npos);
+        }
+        EXPECT_TRUE(raised(log, c.event));
+        EXPECT_EQ(dlg.result(), c.result);
     }
 }
 

@@ -2,68 +2,53 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "e2e/ShellRun.hpp"
+#include "e2e/ProgramRun.hpp"
 #include "platform/audio/WaveFile.hpp"
+#include "support/ShellQuote.hpp"
 
+namespace kvo::test {
 namespace {
 
-struct ProgramResult {
-    int exitCode = -1;
-    std::vector<nlohmann::json> lines;
-    std::string errors;
+bool hasEvent(const ProgramRun& run, const std::string& key, const std::string& severity) {
+    const auto events = run.events(key);
+    return std::any_of(events.begin(), events.end(),
+                       [&](const nlohmann::json& event) { return event["severity"] == severity; });
+}
 
-    bool has(const std::string& type, const std::string& field, const std::string& value,
-             const std::string& severity = "") const {
-        return std::any_of(lines.begin(), lines.end(), [&](const nlohmann::json& line) {
-            return line.value("type", "") == type &&
-                   line.value(field, "").find(value) != std::string::npos &&
-                   line.value("severity", "") == severity;
-        });
-    }
-    bool hasEvent(const std::string& key, const std::string& severity) const {
-        return has("event", "key", key, severity);
-    }
-    bool hasNote(const std::string& text) const { return has("note", "text", text); }
-    std::string result() const {
-        for (const auto& line : lines) {
-            if (line.value("type", "") == "run") {
-                return line.value("result", "");
-            }
-        }
-        return "";
-    }
-};
+bool hasNote(const ProgramRun& run, const std::string& text) {
+    const auto notes = run.linesOf("note");
+    return std::any_of(notes.begin(), notes.end(), [&](const nlohmann::json& note) {
+        return note["text"].get<std::string>().find(text) != std::string::npos;
+    });
+}
+
+std::string resultOf(const ProgramRun& run) {
+    const auto runs = run.linesOf("run");
+    return runs.empty() ? "" : runs[0]["result"].get<std::string>();
+}
 
 class MicrophoneTestEndToEnd : public testing::Test {
 protected:
-    // Runs kvormicrophone in the temporary directory, which is also its TMPDIR,
-    // with nothing on standard input.
-    ProgramResult run(const std::string& arguments) {
-        std::vector<std::string> words{"run",    "MicrophoneTest", "--audio",  "sim",
-                                       "--json", "--base-dir",     dir_.path()};
+    // Runs kvormicrophone with its base folder as its TMPDIR, with nothing on standard input.
+    ProgramRun run(const std::string& arguments) {
+        std::vector<std::string> words{"run",    "MicrophoneTest", "--audio",   "sim",
+                                       "--json", "--base-dir",     base_.path()};
         std::istringstream extra(arguments);
         for (std::string word; extra >> word;) {
             words.push_back(word);
         }
-        const kvo::test::ShellRun shell =
-            kvo::test::runProgram(words, {"TMPDIR=" + dir_.path()}, dir_.path(), scratch_);
-        ProgramResult result{shell.exitCode, {}, shell.errors};
-        for (const std::string& line : shell.outLines()) {
-            result.lines.push_back(nlohmann::json::parse(line));
-        }
-        return result;
+        return runProgram(words, base_, "TMPDIR=" + shellQuoted(base_.path()));
     }
     static std::string scenario(const std::string& name) {
-        return "--machine " + std::string(KVO_SCENARIO_DIR) + "/" + name;
+        return "--machine " + scenarioFile(name);
     }
-    kvo::test::TempDirectory dir_;
-    kvo::test::TempDirectory scratch_;
+    TempDirectory base_;
 };
 
 // Whatever the machine, the answer given where it is offered is the result, and
@@ -78,6 +63,7 @@ TEST_F(MicrophoneTestEndToEnd, TheAnswerIsTheResultOnEveryMachineWithWhatThatMac
         const char* result;
         std::string note = "";
         std::string absentNote = "";
+        std::uint32_t recordedRate = 0;  // of the pre-Vista dialog's recording
     };
     const std::string fail = "--ui scripted --answer fail";
     const std::string prompt = "--param bPromptEnable=true " + fail;
@@ -90,55 +76,73 @@ TEST_F(MicrophoneTestEndToEnd, TheAnswerIsTheResultOnEveryMachineWithWhatThatMac
              Case{"", "--answer cancel", 6, "USERABORTED"},  // picks the scripted front end
              Case{"", "", 6, "USERABORTED"},  // no terminal, no answer: nobody is there
              Case{"", prompt, 1, "FAIL", "", "was detected"},
-             Case{"windows-vista.json", fail, 1, "FAIL"},
+             Case{"windows-vista", fail, 1, "FAIL"},
              // Without a microphone the dialog still opens and the person decides; the
              // prompt naming the missing device needs bPromptEnable.
-             Case{"no-microphone.json", fail, 1, "FAIL", "", noInput},
-             Case{"no-microphone.json", "--ui scripted --answer cancel", 6, "USERABORTED"},
-             Case{"no-microphone.json", prompt, 1, "FAIL",
+             Case{"no-microphone", fail, 1, "FAIL", "", noInput},
+             Case{"no-microphone", "--ui scripted --answer cancel", 6, "USERABORTED"},
+             Case{"no-microphone", prompt, 1, "FAIL",
                   "[Microphone Test] " + noInput + ". Connect a microphone and press OK.",
                   noOutput},
-             Case{"no-speaker.json", prompt, 1, "FAIL", "[Microphone Test] " + noOutput + ".",
-                  noInput},
+             Case{"no-speaker", prompt, 1, "FAIL", "[Microphone Test] " + noOutput + ".", noInput},
              // Recording refused once: tried again after the message, then recorded and played.
-             Case{"capture-fails-once.json", "--ui scripted --answer pass", 0, "PASS", inUse},
+             Case{"capture-fails-once", "--ui scripted --answer pass", 0, "PASS", inUse},
              // Refused twice, or nothing to play on: Fail is still offered.
-             Case{"capture-fails-twice.json", fail, 1, "FAIL"},
-             Case{"no-speaker.json", fail, 1, "FAIL"},
+             Case{"capture-fails-twice", fail, 1, "FAIL"},
+             Case{"no-speaker", fail, 1, "FAIL"},
              // The microphone array goes at 2.5 s, within the first three-second recording.
-             Case{"unplug-during-run.json", fail, 1, "FAIL",
+             Case{"unplug-during-run", fail, 1, "FAIL",
                   "[Microphone Test] Audio devices were added or removed"},
-             Case{"windows-xp.json", fail, 1, "FAIL"},
+             // Before Vista the MCI dialog records three seconds, in the MCI default format
+             // unless the parameters give one.
+             Case{"windows-xp", fail, 1, "FAIL", "", "", 11025},
+             Case{
+                 "windows-xp",
+                 "--param BitsPerSample=16 --param NumberOfChannels=1 --param SamplesPerSec=8000 " +
+                     fail,
+                 1, "FAIL", "", "", 8000},
          }) {
         SCOPED_TRACE(c.machine + " " + c.arguments);
-        const ProgramResult run =
+        const ProgramRun run =
             this->run((c.machine.empty() ? "" : scenario(c.machine) + " ") + c.arguments);
         EXPECT_EQ(run.exitCode, c.exitCode) << run.errors;
-        EXPECT_EQ(run.result(), c.result);
-        EXPECT_EQ(run.hasEvent("TestFailed", "error"), c.exitCode == 1);
-        EXPECT_EQ(run.hasEvent("EndpointStateWarning", "warning"),
-                  c.machine == "unplug-during-run.json");
-        EXPECT_FALSE(run.hasEvent("MSG_DOES_NOT_SUPPORT_RECORDING", "warning"));
-        EXPECT_TRUE(c.note.empty() || run.hasNote(c.note)) << c.note;
-        EXPECT_TRUE(c.absentNote.empty() || !run.hasNote(c.absentNote)) << c.absentNote;
-        // Only the pre-Vista MCI dialog records, into the temporary directory: three
-        // seconds in the MCI default format, 11025 Hz mono.
+        EXPECT_EQ(resultOf(run), c.result);
+        EXPECT_EQ(hasEvent(run, "TestFailed", "error"), c.exitCode == 1);
+        EXPECT_EQ(hasEvent(run, "EndpointStateWarning", "warning"),
+                  c.machine == "unplug-during-run");
+        EXPECT_FALSE(hasEvent(run, "MSG_DOES_NOT_SUPPORT_RECORDING", "warning"));
+        EXPECT_TRUE(c.note.empty() || hasNote(run, c.note)) << c.note;
+        EXPECT_TRUE(c.absentNote.empty() || !hasNote(run, c.absentNote)) << c.absentNote;
+        // Only the pre-Vista MCI dialog records, into the temporary directory, mono.
         audio::WaveFile file;
-        EXPECT_EQ(file.loadFile(dir_.file("kvorecord.wav")), c.machine == "windows-xp.json");
-        if (c.machine == "windows-xp.json") {
-            EXPECT_EQ(file.format().nSamplesPerSec, 11025u);
-            EXPECT_EQ(file.numBlocks(), 33075u);
+        EXPECT_EQ(file.loadFile(base_.file("kvorecord.wav")), c.recordedRate != 0);
+        if (c.recordedRate != 0) {
+            EXPECT_EQ(file.format().nSamplesPerSec, c.recordedRate);
+            EXPECT_EQ(file.format().nChannels, 1);
+            EXPECT_EQ(file.numBlocks(), c.recordedRate * 3);
         }
+        std::filesystem::remove(base_.file("kvorecord.wav"));
     }
 }
 
-TEST_F(MicrophoneTestEndToEnd, FrontEndsThatCannotRunAreBadParameters) {
-    const ProgramResult win32 = run("--ui win32");
-    EXPECT_EQ(win32.exitCode, 5);
-    EXPECT_NE(win32.errors.find("--ui win32"), std::string::npos);
-    EXPECT_EQ(std::count(win32.errors.begin(), win32.errors.end(), '\n'), 1);
-
+// A front end that cannot run here, or a parameter or setting that cannot be read, is
+// refused with one line naming it, before anything runs.
+TEST_F(MicrophoneTestEndToEnd, FrontEndsThatCannotRunAndParametersThatDoNotReadAreBadParameters) {
+    for (const auto& [arguments, named] :
+         {std::pair{"--ui win32", "--ui win32"},
+          {"--param bPromptEnable=maybe", "bPromptEnable of MicrophoneTest expects a true/false"},
+          {"--param SamplesPerSec=-1", "SamplesPerSec of MicrophoneTest expects a whole number"},
+          {"--param FrequencyList=440", "no test being run has a parameter 'FrequencyList'"},
+          {"--param =1", "malformed --param '=1': expected NAME=VALUE"},
+          {"--setting novalue", "malformed --setting 'novalue': expected SECTION.KEY=VALUE"}}) {
+        const ProgramRun refused = run(arguments);
+        EXPECT_EQ(refused.exitCode, 5) << arguments;
+        EXPECT_NE(refused.errors.find(named), std::string::npos) << refused.errors;
+        EXPECT_EQ(std::count(refused.errors.begin(), refused.errors.end(), '\n'), 1);
+        EXPECT_TRUE(refused.lines.empty()) << arguments;
+    }
     EXPECT_EQ(run("--ui console --answer pass").exitCode, 5);
 }
 
 }  // namespace
+}  // namespace kvo::test
