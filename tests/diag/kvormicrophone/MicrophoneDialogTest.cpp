@@ -33,18 +33,11 @@ struct Buttons {
     bool operator==(const Buttons&) const = default;
 };
 
-bool logged(const kvo::test::CapturingLogSink& log, const std::string& logger,
-            const std::string& text) {
-    for (const std::string& message : log.messages(logger)) {
-        if (message.find(text) != std::string::npos) {
-            return true;
-        }
-    }
-    return false;
-}
-
 bool raised(const kvo::test::CapturingLogSink& log, const std::string& key) {
-    return logged(log, "vesk5", "Event " + key + " ");
+    const std::vector<std::string> messages = log.messages("vesk5");
+    return std::any_of(messages.begin(), messages.end(), [&](const std::string& message) {
+        return message.find("Event " + key + " ") != std::string::npos;
+    });
 }
 
 Buttons buttonsOf(const TestDialog& dialog) {
@@ -129,64 +122,62 @@ TEST(MicrophoneTestMFCUI, WithoutMicrophonesRecordAndPlayStayDisabled) {
     EXPECT_EQ(dialog.engine.result(), TestResult::USERABORTED());
 }
 
-TEST(MicrophoneTestMFCUI, AMicrophoneArrivingDuringARecordingOffersNothingUntilItEnds) {
-    // The headset microphone is plugged in 1.5 s into the three-second recording.
-    EngineDialog dialog("plug-in-during-run.json");
-    int recordings = 0;
-    int inputsDuringRecording = 0;
-    bool offeredDuringRecording = false;
-    std::optional<Buttons> afterRecording;
-    const TestDialogService service = dialog.run([&](TestDialog& d) {
-        if (recordings == 0) {
-            if (d.isEnabled(IDC_RECORD)) {
-                d.press(IDC_RECORD);
-                recordings = 1;
-            }
-        } else if (dialog.engine.stillRecording()) {
-            inputsDuringRecording = std::max(inputsDuringRecording, d.listCount(IDC_INPUT_LIST));
-            if (d.isEnabled(IDC_RECORD) || d.isEnabled(IDC_PLAY)) {
-                offeredDuringRecording = true;
-                // A person presses Record when it is offered; the recording it
-                // aborts must not speak for the new one when it ends.
-                if (d.isEnabled(IDC_RECORD) && recordings < 3) {
+// A microphone plugged in (at 1.5 s) or unplugged (at 2.5 s) during the three-second
+// recording: nothing is offered until the recording ends, and a person pressing Record when it
+// is offered cannot make the aborted recording speak for a new one. An unplug cuts the recording
+// short with a message (its text and event are the end-to-end run's) and the bar stays where
+// it stopped.
+TEST(MicrophoneTestMFCUI, DevicesComingOrGoingDuringARecordingOfferNothingUntilItEnds) {
+    struct Case {
+        const char* scenario;
+        int inputsDuringRecording;
+        Buttons afterwards;
+        int messageBoxes;
+        bool fullBar;
+    };
+    //                                                 record play  pass   fail  close
+    for (const Case& c :
+         {Case{"plug-in-during-run.json", 2, {true, true, false, true, true}, 0, true},
+          Case{"unplug-during-run.json", 1, {false, true, false, true, true}, 1, false}}) {
+        SCOPED_TRACE(c.scenario);
+        EngineDialog dialog(c.scenario);
+        int recordings = 0;
+        int inputsDuringRecording = 0;
+        bool offeredDuringRecording = false;
+        std::optional<Buttons> afterwards;
+        int progressAfterwards = -1;
+        const TestDialogService service = dialog.run([&](TestDialog& d) {
+            if (recordings == 0) {
+                if (d.isEnabled(IDC_RECORD)) {
                     d.press(IDC_RECORD);
-                    ++recordings;
+                    recordings = 1;
                 }
+            } else if (dialog.engine.stillRecording()) {
+                inputsDuringRecording =
+                    std::max(inputsDuringRecording, d.listCount(IDC_INPUT_LIST));
+                if (d.isEnabled(IDC_RECORD) || d.isEnabled(IDC_PLAY)) {
+                    offeredDuringRecording = true;
+                    if (d.isEnabled(IDC_RECORD) && recordings < 3) {
+                        d.press(IDC_RECORD);
+                        ++recordings;
+                    }
+                }
+            } else if (d.isEnabled(IDC_PLAY)) {
+                afterwards = buttonsOf(d);
+                progressAfterwards = d.progress(IDC_PROGRESS);
+                d.press(IDC_CLOSE);
             }
-        } else if (d.isEnabled(IDC_PLAY)) {
-            afterRecording = buttonsOf(d);
-            d.press(IDC_CLOSE);
-        }
-    });
-    ASSERT_FALSE(service.timedOut);
-    EXPECT_EQ(inputsDuringRecording, 2);
-    EXPECT_FALSE(offeredDuringRecording);
-    EXPECT_EQ(recordings, 1);
-    ASSERT_TRUE(afterRecording.has_value());
-    EXPECT_EQ(*afterRecording, (Buttons{true, true, false, true, true}));
-}
-
-TEST(MicrophoneTestMFCUI, AnUnpluggedMicrophoneEndsTheRecordingWithAMessageNotAFullBar) {
-    // The microphone array goes 2.5 s into the three-second recording; the
-    // message and its event are the end-to-end run's, the bar is the dialog's.
-    EngineDialog dialog("unplug-during-run.json");
-    bool recorded = false;
-    int progressAfterwards = -1;
-    const TestDialogService service = dialog.run([&](TestDialog& d) {
-        if (!recorded) {
-            recorded = d.isEnabled(IDC_RECORD);
-            if (recorded) {
-                d.press(IDC_RECORD);
-            }
-        } else if (!dialog.engine.stillRecording() && d.isEnabled(IDC_PLAY)) {
-            progressAfterwards = d.progress(IDC_PROGRESS);
-            d.press(IDC_CLOSE);
-        }
-    });
-    ASSERT_FALSE(service.timedOut);
-    EXPECT_EQ(service.messageBoxes, 1);
-    EXPECT_GT(progressAfterwards, 0);
-    EXPECT_LT(progressAfterwards, 100);
+        });
+        ASSERT_FALSE(service.timedOut);
+        EXPECT_EQ(inputsDuringRecording, c.inputsDuringRecording);
+        EXPECT_FALSE(offeredDuringRecording);
+        EXPECT_EQ(recordings, 1);
+        ASSERT_TRUE(afterwards.has_value());
+        EXPECT_EQ(*afterwards, c.afterwards);
+        EXPECT_EQ(service.messageBoxes, c.messageBoxes);
+        EXPECT_GT(progressAfterwards, 0);
+        EXPECT_EQ(progressAfterwards == 100, c.fullBar) << progressAfterwards;
+    }
 }
 
 // --- The MCI dialog ---------------------------------------------------------
@@ -320,12 +311,8 @@ TEST_F(MciDialogTest, DetectionPromptNeedsTheParameterAndTheFrameworkSwitch) {
             EXPECT_EQ(service.messageBoxes, parameter && framework ? 1 : 0);
             EXPECT_EQ(dlg.result(), TestResult::CANNOTRUN());
             EXPECT_TRUE(raised(log, "MSG_DOES_NOT_SUPPORT_RECORDING"));
-            EXPECT_TRUE(
-                logged(log, "kvormicrophone", "No input mixer devices found.  Cannot run."));
-            if (parameter && framework) {
-                EXPECT_NE(service.lastMessage.find("No input device was detected"),
-                          std::string::npos);
-            }
+            EXPECT_EQ(service.lastMessage.find("No input device was detected") != std::string::npos,
+                      parameter && framework);
         }
     }
 }

@@ -134,7 +134,11 @@ TEST_F(MicrophoneTestEndToEnd, FrontEndsThatCannotRunAndParametersThatDoNotReadA
           {"--param SamplesPerSec=-1", "SamplesPerSec of MicrophoneTest expects a whole number"},
           {"--param FrequencyList=440", "no test being run has a parameter 'FrequencyList'"},
           {"--param =1", "malformed --param '=1': expected NAME=VALUE"},
-          {"--setting novalue", "malformed --setting 'novalue': expected SECTION.KEY=VALUE"}}) {
+          {"--setting novalue", "malformed --setting 'novalue': expected SECTION.KEY=VALUE"},
+          {"--setting nodot=1", "malformed --setting 'nodot=1'"},
+          {"--setting .key=1", "malformed --setting '.key=1'"},
+          {"--setting section.=1", "malformed --setting 'section.=1'"},
+          {"--setting section.key", "malformed --setting 'section.key'"}}) {
         const ProgramRun refused = run(arguments);
         EXPECT_EQ(refused.exitCode, 5) << arguments;
         EXPECT_NE(refused.errors.find(named), std::string::npos) << refused.errors;

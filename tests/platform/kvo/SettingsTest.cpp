@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/kvo/Exception.hpp"
-#include "platform/kvo/Resource.hpp"
 #include "support/TempDirectory.hpp"
 
 namespace kvo {
@@ -62,16 +61,6 @@ TEST(Settings, LoadingRefusesAFileAboveTheLimit) {
     }
     EXPECT_NO_THROW(
         Settings::load(dir.write("limit.ini", std::string(Settings::kMaxFileBytes, ';'))));
-}
-
-TEST(Resource, MalformedOverridesChangeNothing) {
-    Resource::setSettings({});
-    for (const char* bad :
-         {"novalue", "nodot=1", ".key=1", "section.=1", "section.key", " .key=1"}) {
-        EXPECT_FALSE(Resource::applyOverride(bad)) << bad;
-    }
-    String value;
-    EXPECT_FALSE(Resource::getSetting("section", "key", value));
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ TestResult toneTest(const DiagDevice& device) {
 TestResult perDeviceTest(const DiagDevice& device) {
     script.devicesSeen.push_back(device.name());
     script.optionalDevicesSeen = DiagModule::optionalDeviceCount();
-    return DiagModule::checkForStop() ? TestResult::USERABORTED() : script.answer;
+    return script.answer;
 }
 
 class FrameworkTest : public testing::Test {
@@ -74,19 +74,15 @@ protected:
         Framework::setDeviceSources({{{"fake", "a pretend audio system"}}, openFakeDevices});
     }
 
-    int start(std::vector<std::string> arguments) {
+    int start(std::vector<std::string> arguments, TestResult answer = TestResult::PASS()) {
         script = Script{};
-        if (failNextRun) {
-            script.answer = TestResult::FAIL();
-            failNextRun = false;
-        }
+        script.answer = answer;
         arguments.insert(arguments.end(), {"--base-dir", base.path()});
         Framework::instance().setCmdLineArgs(std::move(arguments));
         kvo::ConsoleRedirect redirect(out, err);
         return Framework::instance().start();
     }
 
-    bool failNextRun = false;
     kvo::test::TempDirectory base;
     std::ostringstream out;
     std::ostringstream err;
@@ -117,8 +113,8 @@ TEST_F(FrameworkTest, DevicesAreChosenByCapabilityAndRequiredProperties) {
 
 TEST_F(FrameworkTest, ExitCodeIsTheFirstResultThatDidNotPass) {
     EXPECT_EQ(start({"run", "OnceTest", "CardTest"}), TestResult::NODEVICE().value());
-    failNextRun = true;
-    EXPECT_EQ(start({"run", "OnceTest", "CardTest"}), TestResult::FAIL().value());
+    EXPECT_EQ(start({"run", "OnceTest", "CardTest"}, TestResult::FAIL()),
+              TestResult::FAIL().value());
     EXPECT_NE(out.str().find("CardTest: no SoundCard device to run on"), std::string::npos)
         << out.str();
 }

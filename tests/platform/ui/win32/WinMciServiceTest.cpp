@@ -28,20 +28,15 @@ bool waitWhileMode(ui::MciService& mci, ui::MCIDEVICEID id, std::uint32_t busyMo
     return true;
 }
 
-TEST(WinMciService, ListsTheWaveDevicesByName) {
+TEST(WinMciService, ListsDevicesRecordsThreeSecondsIntoKvorecordWavPlaysThemAndRefusesStrays) {
     ui::win32::WinMciService mci;
     ASSERT_GE(mci.waveInDeviceCount(), 1u);
     ASSERT_GE(mci.waveOutDeviceCount(), 1u);
     std::string name;
-    EXPECT_TRUE(mci.waveInProductName(0, name));
-    EXPECT_FALSE(name.empty());
-    EXPECT_TRUE(mci.waveOutProductName(0, name));
-    EXPECT_FALSE(name.empty());
+    EXPECT_TRUE(mci.waveInProductName(0, name) && !name.empty());
+    EXPECT_TRUE(mci.waveOutProductName(0, name) && !name.empty());
     EXPECT_FALSE(mci.waveInProductName(mci.waveInDeviceCount() + 5, name));
-}
 
-TEST(WinMciService, RecordsThreeSecondsIntoKvorecordWavAndPlaysThemBack) {
-    ui::win32::WinMciService mci;
     std::string directory;
     ASSERT_TRUE(ui::temporaryDirectory(directory));
     const std::string path = directory + "kvorecord.wav";
@@ -84,18 +79,14 @@ TEST(WinMciService, RecordsThreeSecondsIntoKvorecordWavAndPlaysThemBack) {
     EXPECT_TRUE(waitWhileMode(mci, id, ui::MCI_MODE_PLAY, kRecordingMs + 5000));
     EXPECT_EQ(mci.close(id), 0u);
     std::remove(path.c_str());
-}
 
-TEST(WinMciService, FailuresAnswerWithTheirCodeAndText) {
-    ui::win32::WinMciService mci;
-    ui::MCIDEVICEID id = ui::kNoMciDevice;
+    id = ui::kNoMciDevice;
     const ui::MCIERROR missing = mci.open("C:\\no such folder\\nothing.wav", id);
     EXPECT_NE(missing, 0u);
     EXPECT_EQ(id, ui::kNoMciDevice);
     EXPECT_FALSE(mci.errorText(missing).empty());
     // A device never opened; all bits set would mean every device of the program to winmm.
     EXPECT_EQ(mci.close(4321), ui::MCIERR_INVALID_DEVICE_ID);
-    std::uint32_t mode = 0;
     EXPECT_EQ(mci.statusMode(4321, mode), ui::MCIERR_INVALID_DEVICE_ID);
 }
 
