@@ -67,23 +67,15 @@ protected:
 };
 
 TEST_F(MicrophoneAppTest, AnyExceptionFromATestEndsItAbnormallyWithALineAndALogEntry) {
-    struct Case {
-        const char* test;
-        const char* line;
-    };
-    for (const Case& c :
-         {Case{"ThrowsVeskException",
-               "ThrowsVeskException ended by an internal error: "
-               "framework broke"},
-          Case{"ThrowsKvoException",
-               "ThrowsKvoException ended by an internal error: library broke"},
-          Case{"ThrowsStandard", "ThrowsStandard ended by an internal error: number out of range"},
-          Case{"ThrowsInt",
-               "ThrowsInt ended by an internal error: an exception of unknown type"}}) {
-        EXPECT_EQ(run({"run", c.test, "--base-dir", base.path()}),
+    for (const auto& [test, what] : {std::pair{"ThrowsVeskException", "framework broke"},
+                                     {"ThrowsKvoException", "library broke"},
+                                     {"ThrowsStandard", "number out of range"},
+                                     {"ThrowsInt", "an exception of unknown type"}}) {
+        const std::string line = std::string(test) + " ended by an internal error: " + what;
+        EXPECT_EQ(run({"run", test, "--base-dir", base.path()}),
                   vesk5::TestResult::EXITEDABNORMALLY().value());
-        EXPECT_EQ(err.str(), std::string("kvormicrophone: ") + c.line + "\n");
-        EXPECT_NE(base.read("logs/kvormicrophone.log").find(c.line), std::string::npos) << c.test;
+        EXPECT_EQ(err.str(), "kvormicrophone: " + line + "\n");
+        EXPECT_NE(base.read("logs/kvormicrophone.log").find(line), std::string::npos) << test;
     }
     // The tests after the one that threw still run.
     EXPECT_EQ(

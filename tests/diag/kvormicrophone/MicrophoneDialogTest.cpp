@@ -210,8 +210,14 @@ TEST_F(MciDialogTest, RecordPlayAndPassComeOnInTurn) {
     });
     dlg.doModal(service);
     ASSERT_FALSE(service.timedOut);
-    // Before Vista the default entry comes first, with item data 0.
+    // Before Vista the default entry comes first, with item data 0; then the one active
+    // microphone, its name cut to the 31 characters winmm keeps.
     EXPECT_EQ(inputs, (std::vector<std::string>{"0", "0"}));
+    std::string name;
+    ASSERT_TRUE(pc.mci().waveInProductName(0, name));
+    EXPECT_EQ(name.size(), 31u);
+    EXPECT_EQ(name.rfind("Microphone Array", 0), 0u);
+    EXPECT_FALSE(pc.mci().waveInProductName(1, name));
     //                                    record play   pass   fail  close
     EXPECT_EQ(user.seen, (std::vector<Buttons>{{true, false, false, false, true},   // idle
                                                {false, false, false, false, true},  // recording

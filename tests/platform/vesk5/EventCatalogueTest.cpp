@@ -5,13 +5,10 @@
 namespace vesk5::host {
 namespace {
 
-TEST(EventCatalogue, ValuesThatLookLikePlaceholdersAreNotExpandedAgain) {
+TEST(EventCatalogue, PlaceholderLikeValuesAreNotExpandedAgainUnsetOnesStayVisible) {
     EXPECT_EQ(eventText("NowTesting", {{"deviceName", Value("{deviceName}")}}),
               "Now testing {deviceName}.");
     EXPECT_EQ(eventText("NowTesting", {{"deviceName", Value("")}}), "Now testing .");
-}
-
-TEST(EventCatalogue, UnsetVariablesStayVisibleAndUnknownKeysFallBackToTheKey) {
     EXPECT_EQ(eventText("NowTesting"), "Now testing {deviceName}.");
     EXPECT_EQ(eventText("NO_SUCH_KEY"), "NO_SUCH_KEY");
     EXPECT_FALSE(hasEventText("MSG_INSTRUCTIONS_3"));

@@ -20,26 +20,19 @@ bool analysisPasses(std::uint32_t hz, std::uint32_t rate) {
     return SignalTester::isWithinTolerance(properties[0], hz);
 }
 
-TEST(FrequencyListCheck, PredictionAgreesWithTheAnalysisOfAPerfectTone) {
-    // At 44.1 kHz the window is wider than half a bin: every frequency passes.
+TEST(FrequencyListCheck, PredictionAgreesWithTheAnalysisOfAPerfectToneOverTheWholeRange) {
+    // At 44.1 kHz the window is wider than half a bin: every frequency passes. A stride of
+    // 11 Hz drifts across every position between two bins without analysing every hertz.
     const std::pair<std::uint32_t, bool> rates[] = {{48000, true}, {44100, false}};
     for (const auto& [rate, someFail] : rates) {
         std::uint32_t failing = 0;
-        for (std::uint32_t hz = 20; hz <= 1500; ++hz) {
+        for (std::uint32_t hz = 20; hz <= 20000; hz += 11) {
             const bool predicted = passesOnPerfectPath(hz, rate);
             ASSERT_EQ(predicted, analysisPasses(hz, rate)) << hz << " Hz at " << rate;
             failing += !predicted;
         }
         EXPECT_EQ(failing > 0, someFail) << rate;
     }
-}
-
-TEST(FrequencyListCheck, AtFortyEightKilohertzOneInFourteenWholeFrequenciesFails) {
-    std::uint32_t failing = 0;
-    for (std::uint32_t hz = 20; hz <= 20000; ++hz) {
-        failing += !passesOnPerfectPath(hz, 48000);
-    }
-    EXPECT_EQ(failing, 1385u);
 }
 
 TEST(FrequencyListCheck, NoteNamesTheNearestPassingFrequenciesWithinTheRange) {
