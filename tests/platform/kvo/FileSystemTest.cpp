@@ -24,5 +24,15 @@ TEST(FileSystem, UnicodePathsRoundTrip) {
     EXPECT_FALSE(FileSystem::exists(path));
 }
 
+// Old recordings are cleared by listing the logs folder and removing each
+// name: a folder there, even one named like a recording, is the user's.
+TEST(FileSystem, FoldersAreNeitherListedNorRemoved) {
+    test::TempDirectory dir;
+    FileSystem::createDirectories(dir.file("440.wav"));
+    EXPECT_TRUE(FileSystem::getDirectoryContents(dir.path()).empty());
+    EXPECT_FALSE(FileSystem::removeFile(dir.file("440.wav")));
+    EXPECT_TRUE(FileSystem::exists(dir.file("440.wav")));
+}
+
 }  // namespace
 }  // namespace kvo
